@@ -1,0 +1,51 @@
+# One library per folder of src/, one test program per folder of tests/, the same warnings for all.
+
+find_program(CCACHE ccache)
+if(CCACHE)
+  set(CMAKE_CXX_COMPILER_LAUNCHER "${CCACHE}")
+endif()
+
+add_library(takebox_options INTERFACE)
+target_compile_options(takebox_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
+target_compile_definitions(takebox_options INTERFACE
+  QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_NO_KEYWORDS QT_NO_FOREACH
+  TAKEBOX_VERSION="${PROJECT_VERSION}")
+target_include_directories(takebox_options INTERFACE "${PROJECT_SOURCE_DIR}/src")
+if(TAKEBOX_SANITIZE)
+  target_compile_options(takebox_options INTERFACE
+    -fsanitize=${TAKEBOX_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all -O1 -g1)
+  target_link_options(takebox_options INTERFACE -fsanitize=${TAKEBOX_SANITIZE})
+  target_compile_definitions(takebox_options INTERFACE QT_FORCE_ASSERTS TAKEBOX_SANITIZED=1)
+endif()
+
+# takebox_module(NAME SOURCES ... USES ... LINKS ...)
+# USES: modules whose headers ours includes; LINKS: libraries that only our sources see.
+function(takebox_module name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;USES;LINKS")
+  add_library(${name} STATIC ${arg_SOURCES})
+  target_link_libraries(${name} PUBLIC takebox_options ${arg_USES} PRIVATE ${arg_LINKS})
+  if(TAKEBOX_TIDY)
+    set_target_properties(${name} PROPERTIES CXX_CLANG_TIDY "clang-tidy;--quiet")
+  endif()
+endfunction()
+
+# takebox_test(NAME SOURCES ... USES ... [WIDGETS] [TIMEOUT seconds])
+# One test program, one CTest entry. WIDGETS gives it an application with windows.
+function(takebox_test name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "WIDGETS" "TIMEOUT" "SOURCES;USES")
+  set(main "${PROJECT_SOURCE_DIR}/tests/support/main.cpp")
+  if(arg_WIDGETS)
+    set(main "${PROJECT_SOURCE_DIR}/tests/support/main_widgets.cpp")
+  endif()
+  add_executable(${name} ${arg_SOURCES} ${main})
+  target_link_libraries(${name} PRIVATE takebox_options test_support ${arg_USES})
+  if(arg_WIDGETS)
+    target_link_libraries(${name} PRIVATE Qt6::Widgets Qt6::Test)
+  endif()
+  if(NOT arg_TIMEOUT)
+    set(arg_TIMEOUT 240)
+  endif()
+  add_test(NAME ${name} COMMAND ${name})
+  set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT})
+endfunction()

@@ -1,0 +1,178 @@
+#include "platform/log/Log.h"
+
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+#include <cstdarg>
+#include <cstdio>
+#include <ctime>
+#include <mutex>
+#include <string>
+#include <utility>
+
+namespace takebox {
+namespace {
+
+constexpr std::size_t kLineSize = 201;
+constexpr std::size_t kCellCount = 1024;  // a power of two: positions wrap by masking
+
+/// One waiting line of a receive thread.
+struct Cell {
+    /// Equal to the position when the cell is free for it, position + 1 when it holds its line.
+    ///   release after writing or emptying the cell, acquire before touching it.
+    std::atomic<std::size_t> turn{0};
+    timespec time{};
+    std::array<char, kLineSize> text{};
+};
+
+/// Bounded queue of lines: any number of receive threads push without waiting for one another,
+/// one thread at a time (under gSinkMutex) pops.
+class LineQueue {
+public:
+    LineQueue() : mWakeUp(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+        for (std::size_t i = 0; i < kCellCount; ++i) {
+            mCells[i].turn.store(i, std::memory_order_relaxed);
+        }
+    }
+
+    void push(const char* format, va_list arguments) {
+        std::size_t position = mPushed.load(std::memory_order_relaxed);
+        for (;;) {
+            Cell& cell = mCells[position % kCellCount];
+            const std::size_t turn = cell.turn.load(std::memory_order_acquire);
+            if (turn == position) {
+                if (mPushed.compare_exchange_weak(position, position + 1,
+                                                  std::memory_order_relaxed)) {
+                    clock_gettime(CLOCK_REALTIME, &cell.time);
+                    vsnprintf(cell.text.data(), cell.text.size(), format, arguments);
+                    cell.turn.store(position + 1, std::memory_order_release);
+                    break;
+                }
+            } else if (turn < position) {
+                mLost.fetch_add(1, std::memory_order_relaxed);
+                break;
+            } else {
+                position = mPushed.load(std::memory_order_relaxed);
+            }
+        }
+        const std::uint64_t one = 1;
+        // A full counter means that the reader has been told already.
+        [[maybe_unused]] const ssize_t ignored = write(mWakeUp, &one, sizeof one);
+    }
+
+    template <typename Write>
+    void drain(const Write& writeLine) {
+        std::uint64_t count = 0;
+        [[maybe_unused]] const ssize_t ignored = read(mWakeUp, &count, sizeof count);
+        for (;; ++mPopped) {
+            Cell& cell = mCells[mPopped % kCellCount];
+            if (cell.turn.load(std::memory_order_acquire) != mPopped + 1) {
+                break;
+            }
+            writeLine(cell.time, cell.text.data());
+            cell.turn.store(mPopped + kCellCount, std::memory_order_release);
+        }
+        if (const auto lost = mLost.exchange(0, std::memory_order_relaxed); lost != 0) {
+            timespec now{};
+            clock_gettime(CLOCK_REALTIME, &now);
+            std::array<char, kLineSize> text{};
+            snprintf(text.data(), text.size(), "%llu log lines were lost",
+                     static_cast<unsigned long long>(lost));
+            writeLine(now, text.data());
+        }
+    }
+
+    [[nodiscard]] int descriptor() const { return mWakeUp; }
+
+private:
+    std::array<Cell, kCellCount> mCells;
+    std::atomic<std::size_t> mPushed{0};
+    std::atomic<std::uint64_t> mLost{0};
+    std::size_t mPopped = 0;  // under gSinkMutex
+    int mWakeUp;
+};
+
+/// Never destroyed: threads may log until the process is gone.
+LineQueue& lineQueue() {
+    static auto* const queue = new LineQueue;
+    return *queue;
+}
+
+struct Sink {
+    std::mutex mutex;  // guards function and keeps lines whole and in order
+    LogSink function;
+};
+
+Sink& sink() {
+    static auto* const theSink = new Sink;
+    return *theSink;
+}
+
+void writeLine(const timespec& time, const char* text) {
+    if (sink().function) {
+        sink().function(text);
+        return;
+    }
+    tm local{};
+    localtime_r(&time.tv_sec, &local);
+    std::array<char, 32> stamp{};
+    strftime(stamp.data(), stamp.size(), "%Y-%m-%d %H:%M:%S", &local);
+    fprintf(stderr, "%s.%03ld %s\n", stamp.data(), time.tv_nsec / 1000000, text);
+}
+
+std::string formatted(const char* format, va_list arguments) {
+    va_list again;
+    va_copy(again, arguments);
+    const int length = vsnprintf(nullptr, 0, format, arguments);
+    std::string text(length > 0 ? static_cast<std::size_t>(length) : 0, '\0');
+    vsnprintf(text.data(), text.size() + 1, format, again);
+    va_end(again);
+    return text;
+}
+
+}  // namespace
+
+void logMessage(const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    const std::string text = formatted(format, arguments);
+    va_end(arguments);
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    const std::lock_guard lock(sink().mutex);
+    lineQueue().drain(writeLine);
+    writeLine(now, text.c_str());
+}
+
+void logFromReceiveThread(const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    lineQueue().push(format, arguments);
+    va_end(arguments);
+}
+
+void drainReceiveThreadLog() {
+    const std::lock_guard lock(sink().mutex);
+    lineQueue().drain(writeLine);
+}
+
+int receiveThreadLogDescriptor() {
+    return lineQueue().descriptor();
+}
+
+void printMessage(const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    vfprintf(stdout, format, arguments);
+    va_end(arguments);
+    fflush(stdout);
+}
+
+void setLogSink(LogSink function) {
+    const std::lock_guard lock(sink().mutex);
+    sink().function = std::move(function);
+}
+
+}  // namespace takebox

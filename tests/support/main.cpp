@@ -1,0 +1,19 @@
+#include <gtest/gtest.h>
+
+#include <QCoreApplication>
+#include <QTemporaryDir>
+
+#include "platform/log/Log.h"
+
+// Every test program has a HOME of its own and an event loop to run.
+int main(int argc, char** argv) {
+    const QTemporaryDir home;
+    qputenv("HOME", home.path().toUtf8());
+    qunsetenv("XDG_DATA_HOME");
+    qunsetenv("XDG_CONFIG_HOME");
+    QCoreApplication application(argc, argv);
+    ::testing::InitGoogleTest(&argc, argv);
+    const int result = RUN_ALL_TESTS();
+    takebox::drainReceiveThreadLog();
+    return result;
+}
