@@ -1,0 +1,355 @@
+#include "capture/CDVDevice.h"
+
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <QFile>
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <thread>
+
+#include "capture/AVCGlobals.h"
+#include "capture/PreferenceKeys.h"
+#include "platform/defaults/Defaults.h"
+#include "platform/log/Log.h"
+
+namespace takebox {
+namespace {
+
+// DV modes of 525/60 material: SD, SDL, HD, DVCPRO HD, DVCPRO50, DVCPRO 25.
+constexpr std::array<std::uint8_t, 6> kNTSCModes{0x00, 0x04, 0x08, 0x70, 0x74, 0x78};
+// A PAL device's frame below this size is not a frame of its own.
+constexpr std::uint32_t kSmallestPALFrame = 140000;
+constexpr std::uint32_t kVideoBlocksPerBuffer = 10;
+constexpr std::uint32_t kAudioBlocksPerBuffer = 20;
+
+bool hasDVCapability(const avc::AVCDevice& device) {
+    return device.isDVTapeDevice() || device.isDVConverter();
+}
+
+void printStartError(int error) {
+    printMessage("Error %d(0x%x) in DVStartRecording\n", error, static_cast<unsigned>(error));
+}
+
+}  // namespace
+
+std::unique_ptr<avc::AVCDeviceController> gAVCDeviceController;
+
+std::shared_ptr<CDVDevice> CDVDevice::initWithGUID(std::uint64_t guid) {
+    return std::make_shared<CDVDevice>(guid);
+}
+
+CDVDevice::CDVDevice(std::uint64_t guid)
+    : mGUID(guid), mWakeUp(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+    mWakeUpNotifier = std::make_unique<QSocketNotifier>(mWakeUp, QSocketNotifier::Read);
+    QObject::connect(mWakeUpNotifier.get(), &QSocketNotifier::activated, [this] { deliverNews(); });
+    const avc::AVCDevice* device =
+        gAVCDeviceController ? gAVCDeviceController->findDeviceByGuid(guid) : nullptr;
+    if (device != nullptr) {
+        const bool isNTSC =
+            std::find(kNTSCModes.begin(), kNTSCModes.end(), device->dvMode()) != kNTSCModes.end();
+        setStandard(isNTSC ? kStandardNTSC : kStandardPAL);
+    }
+    mTimeCodeFormatter.setFramesPerSecond(nominalFramesPerSecond());
+    startPreview();
+}
+
+CDVDevice::~CDVDevice() {
+    stopPreview();
+    // A recording that still runs is closed, so that what was recorded is complete.
+    if (isRecording()) {
+        stopRecording(false);
+    }
+    closeRawFiles();
+    mWakeUpNotifier.reset();
+    ::close(mWakeUp);
+}
+
+QString CDVDevice::deviceGUIDString() const {
+    return QString::asprintf("%016llx", static_cast<unsigned long long>(mGUID));
+}
+
+std::int16_t CDVDevice::startPreview() {
+    mCaptureDevice = gAVCDeviceController ? gAVCDeviceController->findDeviceByGuid(mGUID) : nullptr;
+    if (mCaptureDevice == nullptr) {
+        logMessage("Cannot find device (err = %i)", ENODEV);
+        printStartError(ENODEV);
+        return ENODEV;
+    }
+    if (const int result = mCaptureDevice->openDevice(MyAVCDeviceMessageNotification, this);
+        result != 0) {
+        logMessage("Cannot open device (err = %i)", result);
+        printStartError(result);
+        return static_cast<std::int16_t>(result);
+    }
+    if (hasDVCapability(*mCaptureDevice)) {
+        logMessage("CaptureDevice = %p, SetRefCon = %p", static_cast<void*>(mCaptureDevice),
+                   static_cast<void*>(this));
+        avc::DVReceiverParameters parameters;
+        parameters.frameProc = DVFrameReceivedHandler;
+        parameters.frameRefCon = this;
+        parameters.messageProc = DVReceiverMessageReceivedProc;
+        parameters.messageRefCon = this;
+        parameters.dvMode = mCaptureDevice->dvMode();
+        mCaptureStream = mCaptureDevice->CreateDVReceiverForDevicePlug(parameters);
+    }
+    if (!mCaptureStream) {
+        logMessage("Cannot StartAVCDeviceStream");
+        return 0;
+    }
+    const int result = mCaptureDevice->StartAVCDeviceStream(*mCaptureStream);
+    if (result != 0) {
+        printStartError(result);
+    }
+    return static_cast<std::int16_t>(result);
+}
+
+void CDVDevice::stopPreview() {
+    if (mCaptureDevice == nullptr) {
+        return;
+    }
+    if (mCaptureStream) {
+        mCaptureDevice->StopAVCDeviceStream(*mCaptureStream);
+        mCaptureDevice->DestroyAVCDeviceStream(mCaptureStream);
+    }
+    mCaptureDevice->closeDevice();
+    mCaptureDevice = nullptr;
+}
+
+std::uint32_t CDVDevice::DVFrameReceivedHandler(std::uint32_t message, const std::uint8_t* data,
+                                                std::uint32_t length, void* refCon) {
+    static_cast<CDVDevice*>(refCon)->frameReceived(message, data, length);
+    return avc::kFrameNotKept;
+}
+
+void CDVDevice::frameReceived(std::uint32_t message, const std::uint8_t* data,
+                              std::uint32_t length) {
+    if (message != avc::kFrameReceived) {
+        if (message == avc::kFrameIncomplete || message == avc::kFramesMissing) {
+            mNews.overruns.fetch_add(1, std::memory_order_relaxed);
+            countProblem();
+            wakeMainThread();
+        }
+        return;
+    }
+    if (length < kSmallestPALFrame && standard() == kStandardPAL) {
+        logFromReceiveThread("Inconsistent frame received!");
+        mInconsistentFrames.fetch_add(1, std::memory_order_relaxed);
+        return;
+    }
+    mReceivedFrames.fetch_add(1, std::memory_order_relaxed);
+    extractTimeCode(data, length);
+    extract16By9Flag(data, length);
+    std::uint32_t audioBytes = 0;
+    const std::uint32_t* audio = extractAudioSamples(data, length, audioBytes);
+
+    mIsInFrame.store(true, std::memory_order_seq_cst);
+    if (mIsRecording.load(std::memory_order_seq_cst) &&
+        !mIsPaused.load(std::memory_order_relaxed)) {
+        recordFrame(data, length, audio, audioBytes);
+    }
+    mIsInFrame.store(false, std::memory_order_release);
+    wakeMainThread();
+}
+
+void CDVDevice::countProblem() {
+    if (mIsRecording.load(std::memory_order_relaxed)) {
+        mProblemsOfRecording.fetch_add(1, std::memory_order_relaxed);
+    }
+}
+
+void CDVDevice::recordFrame(const std::uint8_t* data, std::uint32_t length,
+                            const std::uint32_t* audio, std::uint32_t audioBytes) {
+    const std::int32_t timeCode = currentTimeCode().counter();
+    if (mFramesOfRecording.fetch_add(1, std::memory_order_relaxed) == 0) {
+        mFirstTimeCode.store(timeCode, std::memory_order_relaxed);
+    }
+    mLastTimeCode.store(timeCode, std::memory_order_relaxed);
+    mNews.recordedFrames.fetch_add(1, std::memory_order_relaxed);
+    if (mDVOutputFile || mAudioOutputFile) {
+        const bool reset = mLoopRecording.load(std::memory_order_relaxed) &&
+                           loopRecordedTime() >= mLoopDuration.load(std::memory_order_relaxed);
+        if (mDVOutputFile) {
+            mDVOutputFile->appendBlock(data, length, reset);
+        }
+        if (mAudioOutputFile) {
+            mAudioOutputFile->appendBlock(reinterpret_cast<const std::uint8_t*>(audio), audioBytes,
+                                          reset);
+        }
+        if (reset) {
+            resetLoopRecordedTime();
+        }
+    }
+    mNews.recordedAudioFrames.fetch_add(audioBytes / 4, std::memory_order_relaxed);
+}
+
+void CDVDevice::wakeMainThread() {
+    const std::uint64_t one = 1;
+    // A full counter means that the main thread has been told already.
+    [[maybe_unused]] const ssize_t ignored = ::write(mWakeUp, &one, sizeof one);
+}
+
+void CDVDevice::deliverNews() {
+    std::uint64_t count = 0;
+    [[maybe_unused]] const ssize_t ignored = ::read(mWakeUp, &count, sizeof count);
+    for (auto frames = mNews.recordedFrames.exchange(0, std::memory_order_relaxed); frames != 0;
+         --frames) {
+        incrementRecordingFrame();
+    }
+    incrementRecordedAudioFrames(mNews.recordedAudioFrames.exchange(0, std::memory_order_relaxed));
+    mDCLOverrunCount.fetch_add(mNews.overruns.exchange(0, std::memory_order_relaxed),
+                               std::memory_order_relaxed);
+}
+
+void CDVDevice::DVReceiverMessageReceivedProc(std::uint32_t message, std::uint32_t /*parameter1*/,
+                                              std::uint32_t /*parameter2*/, void* refCon) {
+    if (message == avc::kReceiverOverrun || message == avc::kStreamInterrupted) {
+        auto* receiver = static_cast<CDVDevice*>(refCon);
+        receiver->incrementDCLOverrunCount();
+        receiver->countProblem();
+    }
+}
+
+std::int32_t CDVDevice::MyAVCDeviceMessageNotification(avc::AVCDevice* /*device*/,
+                                                       std::uint32_t message,
+                                                       std::int32_t /*parameter*/, void* refCon) {
+    auto* device = static_cast<CDVDevice*>(refCon);
+    if (message == avc::kDeviceCloseRequest && device->isRecording()) {
+        device->stopRecording(false);
+        if (device->mDelegate != nullptr) {
+            device->mDelegate->deviceDidStopRecording();
+        }
+    }
+    return 0;
+}
+
+std::int16_t CDVDevice::startRecordingWithPreAllocationDuration(double /*duration*/,
+                                                                TimeCodeRecord /*startTimeCode*/) {
+    if (isRecording()) {
+        leaveRecordingState();
+        closeRawFiles();
+    }
+    deliverNews();
+    mEraseFile = Defaults::standard().boolForKey(OxaPrefEraseExistingFilesKey);
+    mCurrentRecordingFrame = 0;
+    resetLoopRecordedTime();
+    mDCLOverrunCount = 0;
+    mFramesOfRecording = mProblemsOfRecording = mInconsistentFrames = 0;
+    mFirstTimeCode = mLastTimeCode = 0;
+    if (mCreateReferenceMovie) {
+        openRawFiles();
+    }
+    mLastDVFile = mDVOutputFile;
+    mLastAudioFile = mAudioOutputFile;
+    if (!mCaptureStream) {
+        return 0;
+    }
+    mTapeController = std::make_unique<avc::TapeSubunitController>(*mCaptureDevice);
+    mIsRecording.store(true, std::memory_order_seq_cst);
+    if (Defaults::standard().boolForKey(OxaPrefStartStopVTRKey)) {
+        mTapeController->Play(avc::kPlayForward, [](int result) {
+            if (result != 0) {
+                logMessage("Could not PLAY the device");
+            }
+        });
+    }
+    return 0;
+}
+
+void CDVDevice::openRawFiles() {
+    mCurrentRecordingFilePath = mRawCapturePath;
+    mDVOutputFile = openRawFile(BufferedFile::initVideoBufferedFileWithPath(
+        mCurrentRecordingFilePath + QStringLiteral(".dv"), frameSize(), kVideoBlocksPerBuffer));
+    mAudioOutputFile = openRawFile(BufferedFile::initAudioBufferedFileWithPath(
+        mCurrentRecordingFilePath + QStringLiteral(".aud"), mAudioFrameSize,
+        kAudioBlocksPerBuffer));
+    mRecordedAudioFrames = 0;
+}
+
+std::shared_ptr<BufferedFile> CDVDevice::openRawFile(std::shared_ptr<BufferedFile> file) const {
+    if (file->openForWriting(mEraseFile) != 0) {
+        logMessage("Cannot open %s for writing: %s", QFile::encodeName(file->path()).constData(),
+                   strerror(file->openError()));
+        return nullptr;
+    }
+    return file;
+}
+
+void CDVDevice::leaveRecordingState() {
+    mIsRecording.store(false, std::memory_order_seq_cst);
+    // The receive thread may be copying a frame: it is done in well under a millisecond.
+    while (mIsInFrame.load(std::memory_order_seq_cst)) {
+        std::this_thread::yield();
+    }
+}
+
+void CDVDevice::closeRawFiles() {
+    for (auto* file : {&mDVOutputFile, &mAudioOutputFile}) {
+        if (*file) {
+            (*file)->close();
+            file->reset();
+        }
+    }
+}
+
+std::int16_t CDVDevice::stopRecording(bool stopTape) {
+    if (!isRecording()) {
+        return 0;
+    }
+    leaveRecordingState();
+    if (stopTape && mTapeController) {
+        mTapeController->Wind(avc::kWindStop, [](int result) {
+            if (result != 0) {
+                logMessage("Could not STOP the device");
+            }
+        });
+    }
+    mTapeController.reset();
+    closeRawFiles();
+    mIsPaused.store(false, std::memory_order_relaxed);
+    deliverNews();
+    mCurrentRecordingFrame = 0;
+    resetLoopRecordedTime();
+    return 0;
+}
+
+void CDVDevice::pauseRecording(bool pause) {
+    mIsPaused.store(isRecording() && pause, std::memory_order_relaxed);
+}
+
+double CDVDevice::recordedTime() const {
+    return nominalFramesPerSecond() > 0 ? mCurrentRecordingFrame / nominalFramesPerSecond() : 0.0;
+}
+
+double CDVDevice::loopRecordedTime() const {
+    const auto frames = mCurrentLoopRecordingFrame.load(std::memory_order_relaxed);
+    return nominalFramesPerSecond() > 0 ? frames / nominalFramesPerSecond() : 0.0;
+}
+
+void CDVDevice::updateRecordedTimeCode() {
+    mRecordedTimeCode = mTimeCodeFormatter.stringForObjectValue(recordedTime());
+}
+
+void CDVDevice::incrementRecordingFrame() {
+    ++mCurrentRecordingFrame;
+    mCurrentLoopRecordingFrame.fetch_add(1, std::memory_order_relaxed);
+    updateRecordedTimeCode();
+}
+
+RecordingReport CDVDevice::recordingReport() const {
+    RecordingReport report;
+    report.dvFile = mLastDVFile;
+    report.audioFile = mLastAudioFile;
+    report.frames = mFramesOfRecording;
+    report.problems = mProblemsOfRecording;
+    report.inconsistentFrames = mInconsistentFrames;
+    report.firstTimeCode = TimeCodeRecord::fromCounter(mFirstTimeCode);
+    report.lastTimeCode = TimeCodeRecord::fromCounter(mLastTimeCode);
+    return report;
+}
+
+void CDVDevice::updatePreviewBounds() {}
+
+}  // namespace takebox

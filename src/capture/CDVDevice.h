@@ -1,0 +1,214 @@
+#pragma once
+
+#include <QSocketNotifier>
+#include <QString>
+#include <atomic>
+#include <cstdint>
+#include <memory>
+
+#include "capture/CDVDeviceDelegate.h"
+#include "capture/DVFrameParser.h"
+#include "display/TimeCodeFormatter.h"
+#include "platform/avc/AVCDevice.h"
+#include "platform/avc/TapeSubunitController.h"
+#include "storage/BufferedFile.h"
+
+namespace takebox {
+
+/// What one recording made and what it lost. Valid for the recording that runs or, after it, for
+/// the last one. The files tell their part once their writers have finished.
+struct RecordingReport {
+    std::shared_ptr<const BufferedFile> dvFile;     ///< null when none was made
+    std::shared_ptr<const BufferedFile> audioFile;  ///< null when none was made
+    std::uint64_t frames = 0;                       ///< handed to the writers
+    std::uint64_t problems = 0;  ///< times that the receiver told of missing or broken frames
+    std::uint64_t inconsistentFrames = 0;  ///< frames of a wrong size, not kept
+    TimeCodeRecord firstTimeCode;
+    TimeCodeRecord lastTimeCode;
+};
+
+/// One DV device: receives its frames from creation to destruction, parses them, and records them
+/// on command. See DVFrameParser for what is read out of the frames.
+///
+/// Threads. Everything is called on the main thread except the frame and message callbacks, which
+/// run on the stream's receive thread. That thread counts and marks in atomics and wakes the main
+/// thread through a descriptor; it never allocates, locks or waits. The counters of a recording
+/// advance on the main thread.
+class CDVDevice : public DVFrameParser {
+public:
+    /// Opens the device of the process-wide device controller (gAVCDeviceController) that has the
+    /// GUID and starts its stream. What fails is logged; the object then stays without a stream.
+    static std::shared_ptr<CDVDevice> initWithGUID(std::uint64_t guid);
+
+    explicit CDVDevice(std::uint64_t guid);
+    ~CDVDevice() override;
+
+    /// Not owned; null for none.
+    void setDelegate(CDVDeviceDelegate* delegate) { mDelegate = delegate; }
+    [[nodiscard]] CDVDeviceDelegate* delegate() const { return mDelegate; }
+
+    [[nodiscard]] std::uint64_t deviceGUID() const { return mGUID; }
+    /// 16 lower-case hexadecimal digits.
+    [[nodiscard]] QString deviceGUIDString() const;
+    [[nodiscard]] const QString& deviceName() const { return mDeviceName; }
+    void setDeviceName(const QString& name) { mDeviceName = name; }
+
+    // Set by the recording controller before a start.
+    [[nodiscard]] const QString& rawCapturePath() const { return mRawCapturePath; }
+    void setRawCapturePath(const QString& path) { mRawCapturePath = path; }
+    [[nodiscard]] const QString& selfContainedCapturePath() const {
+        return mSelfContainedCapturePath;
+    }
+    void setSelfContainedCapturePath(const QString& path) { mSelfContainedCapturePath = path; }
+    [[nodiscard]] const QString& referenceCapturePath() const { return mReferenceCapturePath; }
+    void setReferenceCapturePath(const QString& path) { mReferenceCapturePath = path; }
+    [[nodiscard]] bool shouldCreateReferenceMovie() const { return mCreateReferenceMovie; }
+    void setShouldCreateReferenceMovie(bool create) { mCreateReferenceMovie = create; }
+    [[nodiscard]] bool shouldCreateSelfContainedMovie() const { return mCreateSelfContainedMovie; }
+    void setShouldCreateSelfContainedMovie(bool create) { mCreateSelfContainedMovie = create; }
+    [[nodiscard]] bool monoTracks() const { return mMonoTracks; }
+    void setMonoTracks(bool mono) { mMonoTracks = mono; }
+    [[nodiscard]] bool loopRecording() const { return mLoopRecording; }
+    void setLoopRecording(bool loop) { mLoopRecording = loop; }
+    /// Seconds.
+    [[nodiscard]] double loopDuration() const { return mLoopDuration; }
+    void setLoopDuration(double duration) { mLoopDuration = duration; }
+    [[nodiscard]] const QString& quickTimeTitle() const { return mQuickTimeTitle; }
+    void setQuickTimeTitle(const QString& title) { mQuickTimeTitle = title; }
+
+    /// Starts recording what the settings above ask for. Without a stream the files are opened but
+    /// the device does not enter the recording state. A recording that runs is ended first.
+    /// @param duration seconds that the reference movie covers; not used.
+    /// @return always 0.
+    std::int16_t startRecordingWithPreAllocationDuration(double duration,
+                                                         TimeCodeRecord startTimeCode);
+    /// Ends the recording; its writers go on in the background until all is on the disk.
+    /// @param stopTape also stop the tape deck. @return always 0.
+    std::int16_t stopRecording(bool stopTape);
+    /// Holds or goes on; without a recording it is never paused.
+    void pauseRecording(bool pause);
+
+    [[nodiscard]] bool isRecording() const { return mIsRecording.load(std::memory_order_relaxed); }
+    [[nodiscard]] bool isPaused() const { return mIsPaused.load(std::memory_order_relaxed); }
+    /// Frames counted since the recording started.
+    [[nodiscard]] std::uint32_t recordedFrames() const { return mCurrentRecordingFrame; }
+    /// Seconds at the nominal rate.
+    [[nodiscard]] double recordedTime() const;
+    [[nodiscard]] double loopRecordedTime() const;
+    void resetLoopRecordedTime() { mCurrentLoopRecordingFrame.store(0, std::memory_order_relaxed); }
+    [[nodiscard]] const QString& recordedTimeCode() const { return mRecordedTimeCode; }
+    void updateRecordedTimeCode();
+    void incrementRecordingFrame();
+    void incrementRecordedAudioFrames(std::uint32_t frames) { mRecordedAudioFrames += frames; }
+    [[nodiscard]] std::uint32_t recordedAudioFrames() const { return mRecordedAudioFrames; }
+    /// Any thread.
+    void incrementDCLOverrunCount() { mDCLOverrunCount.fetch_add(1, std::memory_order_relaxed); }
+    [[nodiscard]] std::uint32_t overrunCount() const {
+        return mDCLOverrunCount.load(std::memory_order_relaxed);
+    }
+
+    [[nodiscard]] std::shared_ptr<BufferedFile> dvOutputFile() const { return mDVOutputFile; }
+    [[nodiscard]] std::shared_ptr<BufferedFile> audioOutputFile() const { return mAudioOutputFile; }
+    [[nodiscard]] const QString& currentRecordingFilePath() const {
+        return mCurrentRecordingFilePath;
+    }
+    /// Byte position of the first sample in the raw audio file: it has no header.
+    [[nodiscard]] std::int64_t aiffHeaderOffset() const { return 0; }
+
+    [[nodiscard]] RecordingReport recordingReport() const;
+    /// Good frames received since the stream was started. Any thread.
+    [[nodiscard]] std::uint64_t receivedFrames() const {
+        return mReceivedFrames.load(std::memory_order_relaxed);
+    }
+    [[nodiscard]] bool hasStream() const { return mCaptureStream != nullptr; }
+
+    // Callbacks of the device framework; refCon is the CDVDevice.
+    static std::uint32_t DVFrameReceivedHandler(std::uint32_t message, const std::uint8_t* data,
+                                                std::uint32_t length, void* refCon);
+    static void DVReceiverMessageReceivedProc(std::uint32_t message, std::uint32_t parameter1,
+                                              std::uint32_t parameter2, void* refCon);
+    static std::int32_t MyAVCDeviceMessageNotification(avc::AVCDevice* device,
+                                                       std::uint32_t message,
+                                                       std::int32_t parameter, void* refCon);
+
+protected:
+    void updatePreviewBounds() override;
+
+private:
+    /// What the receive thread has to tell the main thread: sums since the main thread last looked.
+    struct News {
+        std::atomic<std::uint32_t> recordedFrames{0};
+        std::atomic<std::uint32_t> recordedAudioFrames{0};
+        std::atomic<std::uint32_t> overruns{0};
+    };
+
+    std::int16_t startPreview();
+    void stopPreview();
+    void frameReceived(std::uint32_t message, const std::uint8_t* data, std::uint32_t length);
+    void recordFrame(const std::uint8_t* data, std::uint32_t length, const std::uint32_t* audio,
+                     std::uint32_t audioBytes);
+    void countProblem();
+    void wakeMainThread();
+    void deliverNews();
+    void openRawFiles();
+    [[nodiscard]] std::shared_ptr<BufferedFile> openRawFile(
+        std::shared_ptr<BufferedFile> file) const;
+    void leaveRecordingState();
+    void closeRawFiles();
+
+    // Constant after creation.
+    const std::uint64_t mGUID;
+
+    // Main thread.
+    bool mEraseFile = false;
+    bool mCreateSelfContainedMovie = false;
+    bool mCreateReferenceMovie = false;
+    bool mMonoTracks = false;
+    std::uint32_t mCurrentRecordingFrame = 0;
+    std::uint32_t mRecordedAudioFrames = 0;
+    CDVDeviceDelegate* mDelegate = nullptr;
+    QString mDeviceName;
+    QString mQuickTimeTitle;
+    QString mRawCapturePath;
+    QString mSelfContainedCapturePath;
+    QString mReferenceCapturePath;
+    QString mCurrentRecordingFilePath;
+    QString mRecordedTimeCode = QStringLiteral("00:00:00:00");
+    TimeCodeFormatter mTimeCodeFormatter;
+    avc::AVCDevice* mCaptureDevice = nullptr;  // owned by the device controller, which outlives us
+    std::unique_ptr<avc::AVCDeviceStream> mCaptureStream;
+    std::unique_ptr<avc::TapeSubunitController> mTapeController;  // while recording
+    std::shared_ptr<BufferedFile> mLastDVFile;  // of the last recording, for its report
+    std::shared_ptr<BufferedFile> mLastAudioFile;
+
+    // Settings that both threads read; each stands for itself.
+    std::atomic<bool> mLoopRecording{false};
+    std::atomic<double> mLoopDuration{0.0};
+    std::atomic<std::uint32_t> mCurrentLoopRecordingFrame{0};
+    std::atomic<std::uint32_t> mDCLOverrunCount{0};
+
+    // The files change only while the receive thread is kept out of recordFrame():
+    //   the receive thread raises mIsInFrame, then looks at mIsRecording;
+    //   the main thread clears mIsRecording, then waits for mIsInFrame to fall.
+    // Both use sequentially consistent order, so that one of them sees the other. Setting
+    // mIsRecording releases the files to the receive thread.
+    std::atomic<bool> mIsRecording{false};
+    std::atomic<bool> mIsPaused{false};
+    std::atomic<bool> mIsInFrame{false};
+    std::shared_ptr<BufferedFile> mDVOutputFile;
+    std::shared_ptr<BufferedFile> mAudioOutputFile;
+
+    // Written by the receive thread.
+    News mNews;
+    std::atomic<std::uint64_t> mReceivedFrames{0};
+    std::atomic<std::uint64_t> mFramesOfRecording{0};
+    std::atomic<std::uint64_t> mProblemsOfRecording{0};
+    std::atomic<std::uint64_t> mInconsistentFrames{0};
+    std::atomic<std::int32_t> mFirstTimeCode{0};
+    std::atomic<std::int32_t> mLastTimeCode{0};
+
+    int mWakeUp;  // eventfd
+    std::unique_ptr<QSocketNotifier> mWakeUpNotifier;
+};
+
+}  // namespace takebox

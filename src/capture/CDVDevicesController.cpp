@@ -1,0 +1,139 @@
+#include "capture/CDVDevicesController.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+namespace takebox {
+namespace {
+constexpr double kListUpdateInterval = 1.0;  // seconds
+}
+
+std::unique_ptr<CDVDevicesController> gDVDevicesController;
+
+CDVDevicesController::CDVDevicesController(avc::AVCBackends backends,
+                                           DevicesEnvironment& environment, Clock& clock)
+    : mEnvironment(environment), mClock(clock) {
+    avc::CreateAVCDeviceController(gAVCDeviceController, std::move(backends),
+                                   MyAVCDeviceControllerNotification, this);
+    updateDeviceWindows();
+    mDeviceListUpdateTimer = mClock.callEvery(kListUpdateInterval, [this] {
+        if (mDeviceListHasChanged) {
+            deviceListUpdateTimer();
+        }
+    });
+}
+
+CDVDevicesController::~CDVDevicesController() {
+    mDeviceWindowControllers.clear();
+    avc::DestroyAVCDeviceController(gAVCDeviceController);
+    mClock.cancel(mDeviceListUpdateTimer);
+}
+
+std::int32_t CDVDevicesController::MyAVCDeviceControllerNotification(
+    avc::AVCDeviceController* /*controller*/, void* refCon, avc::AVCDevice* /*device*/) {
+    static_cast<CDVDevicesController*>(refCon)->setDeviceListHasChanged(true);
+    return 0;
+}
+
+bool CDVDevicesController::filterDevice(const avc::AVCDevice& device) {
+    return device.isDVTapeDevice() || device.isDVConverter();
+}
+
+void CDVDevicesController::updateDeviceWindows() {
+    Entries entries;
+    Entries dropped;
+    for (int i = 0; i < gAVCDeviceController->deviceCount(); ++i) {
+        const avc::AVCDevice* record = gAVCDeviceController->deviceAtIndex(i);
+        if (record == nullptr) {
+            return;
+        }
+        const bool isUsable = filterDevice(*record) && record->isAttached();
+        bool isKnown = false;
+        for (const auto& entry : mDeviceWindowControllers) {
+            if (entry->device()->deviceGUID() == record->guid()) {
+                isKnown = true;
+                (isUsable ? entries : dropped).push_back(entry);
+                if (!isUsable) {
+                    entry->stopUpdates();
+                }
+            }
+        }
+        if (!isKnown && isUsable) {
+            entries.push_back(makeEntry(*record, i));
+        }
+    }
+    const bool isDifferent = entries != mDeviceWindowControllers;
+    mDeviceWindowControllers = std::move(entries);
+    dropped.clear();
+    updateApplicationIcon();
+    mDeviceListHasChanged = false;
+    if (isDifferent) {
+        mEnvironment.deviceListDidChange();
+    }
+}
+
+std::shared_ptr<DeviceWindowController> CDVDevicesController::makeEntry(
+    const avc::AVCDevice& record, std::int32_t index) {
+    auto device = CDVDevice::initWithGUID(record.guid());
+    device->setDeviceName(QString::fromUtf8(record.deviceName()));
+    auto entry = mEnvironment.makeWindowController(std::move(device));
+    positionWindow(*entry, index);
+    entry->showWindow();
+    return entry;
+}
+
+std::shared_ptr<DeviceWindowController> CDVDevicesController::deviceWindowControllerAtIndex(
+    std::int32_t index) const {
+    return index >= 0 && index < countDevices()
+               ? mDeviceWindowControllers[static_cast<std::size_t>(index)]
+               : nullptr;
+}
+
+std::shared_ptr<CDVDevice> CDVDevicesController::deviceAtIndex(std::int32_t index) const {
+    const auto entry = deviceWindowControllerAtIndex(index);
+    return entry ? entry->device() : nullptr;
+}
+
+std::int32_t CDVDevicesController::indexOfDeviceWithGUID(std::uint64_t guid) const {
+    const auto found =
+        std::find_if(mDeviceWindowControllers.begin(), mDeviceWindowControllers.end(),
+                     [guid](const auto& entry) { return entry->device()->deviceGUID() == guid; });
+    return found != mDeviceWindowControllers.end()
+               ? static_cast<std::int32_t>(found - mDeviceWindowControllers.begin())
+               : -1;
+}
+
+void CDVDevicesController::positionWindow(DeviceWindowController& window,
+                                          std::int32_t withIndex) const {
+    const QRect screen = mEnvironment.visibleFrame();
+    const QRect frame = window.windowFrame();
+    if (frame.width() <= 0 || frame.width() > screen.width()) {
+        return;  // nowhere to put it: the desktop decides
+    }
+    const int perRow = screen.width() / frame.width();
+    const int row = withIndex / perRow;
+    const int column = withIndex % perRow;
+    window.setFrameTopLeftPoint(column * frame.width(),
+                                screen.y() + screen.height() - row * frame.height());
+}
+
+void CDVDevicesController::updateApplicationIcon() {
+    auto status = ApplicationStatus::kStopped;
+    for (const auto& entry : mDeviceWindowControllers) {
+        if (entry->device()->isRecording()) {
+            status = entry->device()->isPaused() ? ApplicationStatus::kPaused
+                                                 : ApplicationStatus::kRecording;
+        }
+    }
+    if (status == mApplicationStatus) {
+        return;
+    }
+    static const std::array<QString, 3> kIcons{QStringLiteral("TapedeckStoppedIcon"),
+                                               QStringLiteral("TapedeckIcon"),
+                                               QStringLiteral("TapedeckPausedIcon")};
+    mEnvironment.setApplicationIcon(kIcons[static_cast<std::size_t>(status)]);
+    mApplicationStatus = status;
+}
+
+}  // namespace takebox

@@ -1,0 +1,395 @@
+#include "recording/CDVDeviceWindowController.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <cmath>
+#include <utility>
+
+#include "capture/PreferenceKeys.h"
+#include "platform/defaults/Defaults.h"
+#include "platform/log/Log.h"
+#include "recording/RecordingPaths.h"
+
+namespace takebox {
+namespace {
+
+// Format of a start time code, a time of day or a preset as text.
+QString timeCodeText(const TimeCodeRecord& timeCode) {
+    return QString::asprintf("%02i:%02i:%02i:%02i", timeCode.hours, timeCode.minutes,
+                             timeCode.seconds, timeCode.frames);
+}
+
+}  // namespace
+
+CDVDeviceWindowController::CDVDeviceWindowController(std::shared_ptr<CDVDevice> device,
+                                                     RecordingServices& services)
+    : mServices(services),
+      _device(std::move(device)),
+      _settings(std::make_unique<CDVDeviceSettings>()) {
+    if (_device) {
+        _settings->setDeviceGUID(_device->deviceGUIDString());
+        _settings->setDeviceName(_device->deviceName());
+        _device->setDelegate(this);
+        awakeFromNib();
+    }
+    mWindow = mServices.makeDeviceWindow(*this);
+}
+
+CDVDeviceWindowController::~CDVDeviceWindowController() {
+    mServices.clock().cancel(_updateRemainingSpaceTimer);
+    mServices.clock().cancel(_updateTimer);
+    mServices.clock().cancel(mSaveTimer);
+    if (_device) {
+        _device->setDelegate(nullptr);
+    }
+}
+
+void CDVDeviceWindowController::recordButtonPushed() {
+    if (!_device) {
+        return;
+    }
+    const QDateTime now = mServices.clock().localNow();
+    if (!_settings->createSelfContainedMovie() && !_settings->createReferenceMovie()) {
+        mServices.showCriticalAlert(
+            tr("No Recording Destination!"),
+            tr("No destination has been set.\nPlease check your Capture Settings and try again."));
+        return;
+    }
+    const QString name = recordingNameAt(now);
+    mCurrentReferenceMoviePath.clear();
+    mCurrentSelfContainedMoviePath.clear();
+    if (!prepareSelfContainedMovie(name)) {
+        return;
+    }
+    QString rawPath;
+    QString referencePath;
+    if (!prepareReferenceMovie(name, rawPath, referencePath)) {
+        return;
+    }
+    _startTimeCode = _device->currentTimeCode();
+    const TimeCodeRecord startTimeCode = chooseStartTimeCode();
+    const std::int16_t status = _device->startRecordingWithPreAllocationDuration(
+        _settings->referenceMovieDuration(), startTimeCode);
+    if (status == 0) {
+        recordingDidStart();
+    }
+    if (_settings->createReferenceMovie()) {
+        writeReferenceMovie(referencePath, rawPath, startTimeCode);
+    }
+    updateApplicationIcon();
+    Q_EMIT recordingStateChanged();
+}
+
+QString CDVDeviceWindowController::recordingNameAt(const QDateTime& date) const {
+    if (mOutlets.autoCheckBox.state()) {
+        return QString::asprintf("%04i-%02i-%02i %02ih%02im%02is", date.date().year(),
+                                 date.date().month(), date.date().day(), date.time().hour(),
+                                 date.time().minute(), date.time().second());
+    }
+    const QString name = mOutlets.recordingNameField.stringValue();
+    const auto stop = name.lastIndexOf(QLatin1Char('.'));
+    return stop > 0 && stop + 1 < name.size() ? name.left(stop) : name;
+}
+
+bool CDVDeviceWindowController::prepareSelfContainedMovie(const QString& name) {
+    if (!_settings->createSelfContainedMovie()) {
+        _device->setShouldCreateSelfContainedMovie(false);
+        return true;
+    }
+    const QString path = generateSelfContainedFilePathForRecording(
+        name, Defaults::standard().boolForKey(OxaPrefEraseExistingFilesKey));
+    if (path.isNull()) {
+        mServices.showCriticalAlert(
+            tr("Cannot create the self-contained movie!"),
+            tr("Please make sure the destination reference file is not open in another "
+               "application."));
+        return false;
+    }
+    mCurrentSelfContainedMoviePath = path;
+    _device->setSelfContainedCapturePath(path);
+    _device->setShouldCreateSelfContainedMovie(true);
+    _device->setMonoTracks(_settings->monoTracks());
+    return true;
+}
+
+bool CDVDeviceWindowController::prepareReferenceMovie(const QString& name, QString& rawPath,
+                                                      QString& referencePath) {
+    if (!_settings->createReferenceMovie()) {
+        _device->setShouldCreateReferenceMovie(false);
+        return true;
+    }
+    // Each recording has a folder of its own for its raw files.
+    const QString rawFolder = pathIn(_settings->rawRecordingFolderPath(), name);
+    if (!QFileInfo::exists(rawFolder) && !QDir().mkdir(rawFolder)) {
+        logMessage("Cannot create the folder %s", QFile::encodeName(rawFolder).constData());
+    }
+    const bool erase = Defaults::standard().boolForKey(OxaPrefEraseExistingFilesKey);
+    rawPath = generateRawFilePathForRecording(name, rawFolder, erase);
+    referencePath = generateReferenceFilePathForRecording(name, erase);
+    if (referencePath.isNull()) {
+        mServices.showCriticalAlert(
+            tr("Cannot create the reference movie!"),
+            tr("Please make sure the destination reference file is not open in another "
+               "application."));
+        return false;
+    }
+    mCurrentReferenceMoviePath = referencePath;
+    _device->setShouldCreateReferenceMovie(true);
+    _device->setRawCapturePath(rawPath);
+    _device->setReferenceCapturePath(referencePath);
+    _device->setLoopRecording(_settings->loopRecording());
+    _device->setLoopDuration(_settings->referenceMovieDuration());
+    return true;
+}
+
+TimeCodeRecord CDVDeviceWindowController::chooseStartTimeCode() const {
+    TimeCodeRecord timeCode;
+    switch (_settings->timecodeSourceIndex()) {
+        case kTimecodeSourceDevice:
+            return _startTimeCode;
+        case kTimecodeSourceTimeOfDay:
+            realtimeTimecode(timeCode);
+            break;
+        case kTimecodeSourcePreset:
+            time(_settings->presetTimecode(), timeCode);
+            break;
+        default:
+            break;
+    }
+    return timeCode;
+}
+
+void CDVDeviceWindowController::recordingDidStart() {
+    if (Defaults::standard().integerForKey(OxaPrefShouldSwitchCastlineKey) != 0) {
+        castlineSwitch(true);
+    }
+    if (Defaults::standard().integerForKey(OxaPrefLaunchStartRecordingScriptKey) != 0) {
+        RecordingServices& services = mServices;
+        mServices.clock().callLater(
+            Defaults::standard().floatForKey(OxaPrefStartRecordingScriptDelayKey),
+            [&services] { services.executeActionWithName(QStringLiteral("Start Recording")); });
+    }
+    mOutlets.settingsButton.setEnabled(false);
+    mOutlets.recordButton.setEnabled(false);
+    mOutlets.stopButton.setEnabled(true);
+    mOutlets.pauseButton.setState(_device->isPaused());
+    mOutlets.pauseButton.setEnabled(true);
+}
+
+void CDVDeviceWindowController::writeReferenceMovie(const QString& path, const QString& rawPath,
+                                                    TimeCodeRecord startTimeCode) {
+    static_cast<void>(path);
+    static_cast<void>(rawPath);
+    static_cast<void>(startTimeCode);
+}
+
+void CDVDeviceWindowController::stopButtonPushed() {
+    if (!_device ||
+        _device->stopRecording(Defaults::standard().boolForKey(OxaPrefStartStopVTRKey)) != 0) {
+        return;
+    }
+    showStopped();
+}
+
+void CDVDeviceWindowController::deviceDidStopRecording() {
+    showStopped();
+}
+
+void CDVDeviceWindowController::showStopped() {
+    mOutlets.settingsButton.setEnabled(true);
+    mOutlets.recordButton.setEnabled(true);
+    mOutlets.stopButton.setEnabled(false);
+    mOutlets.pauseButton.setEnabled(false);
+    mOutlets.pauseButton.setState(false);
+    updateApplicationIcon();
+    Q_EMIT recordingStateChanged();
+}
+
+void CDVDeviceWindowController::pauseButtonPushed() {
+    if (!_device) {
+        return;
+    }
+    _device->pauseRecording(mOutlets.pauseButton.state());
+    updateApplicationIcon();
+    Q_EMIT recordingStateChanged();
+}
+
+void CDVDeviceWindowController::handleStartRecording() {
+    logMessage("STARTED RECORDING because we received an AppleScript command to record");
+    recordButtonPushed();
+}
+
+void CDVDeviceWindowController::handleStopRecording() {
+    logMessage("STOPPED because we received an AppleScript command to stop");
+    stopButtonPushed();
+}
+
+void CDVDeviceWindowController::handlePauseRecording() {
+    pauseButtonPushed();
+}
+
+void CDVDeviceWindowController::castlineSwitch(bool on) {
+    for (const auto& entry : Defaults::standard().arrayForKey(OxaPrefCastlineAddressesKey)) {
+        const QString address = Defaults::stringOf(entry);
+        if (const std::int32_t status = mServices.switchPlayout(address, on); status != 0) {
+            logMessage("Tapedeck: Could not switch Castline with address %s because of an error %i",
+                       address.toUtf8().constData(), status);
+        }
+    }
+}
+
+void CDVDeviceWindowController::time(double seconds, TimeCodeRecord& toTimecode) const {
+    const auto hours =
+        static_cast<std::uint8_t>(static_cast<std::int64_t>(std::floor(seconds / 3600.0)));
+    const double afterHours = seconds - hours * 3600.0;
+    const auto minutes =
+        static_cast<std::uint8_t>(static_cast<std::int64_t>(std::floor(afterHours / 60.0)));
+    const double afterMinutes = afterHours - minutes * 60.0;
+    const auto wholeSeconds =
+        static_cast<std::uint8_t>(static_cast<std::int64_t>(std::floor(afterMinutes)));
+    const double rate = _device ? _device->framesPerSecond() : 0.0;
+    toTimecode = {
+        hours, minutes, wholeSeconds,
+        static_cast<std::uint8_t>(static_cast<std::int64_t>((afterMinutes - wholeSeconds) * rate))};
+}
+
+void CDVDeviceWindowController::realtimeTimecode(TimeCodeRecord& timecode) const {
+    const QTime now = mServices.clock().localNow().time();
+    const double rate = _device ? _device->framesPerSecond() : 0.0;
+    timecode = {static_cast<std::uint8_t>(now.hour()), static_cast<std::uint8_t>(now.minute()),
+                static_cast<std::uint8_t>(now.second()),
+                static_cast<std::uint8_t>(now.msec() / 1000.0 * rate)};
+}
+
+double CDVDeviceWindowController::realtimeTime() const {
+    return secondsOfDay(mServices.clock().localNow());
+}
+
+QString CDVDeviceWindowController::guid() const {
+    return _device ? _device->deviceGUIDString() : _settings->deviceGUID();
+}
+
+void CDVDeviceWindowController::setRecordingName(const QString& name) {
+    _settings->setRecordingName(name);
+    mOutlets.recordingNameField.setStringValue(name);
+    settingsDidChange();
+}
+
+void CDVDeviceWindowController::setAutoNameRecordings(bool automatic) {
+    _settings->setAutoNameRecordings(automatic);
+    mOutlets.autoCheckBox.setState(automatic);
+    autoCheckBoxChanged();
+}
+
+void CDVDeviceWindowController::setLoopRecording(bool loop) {
+    _settings->setLoopRecording(loop);
+    mOutlets.loopRecordingCheckBox.setState(loop);
+    settingsDidChange();
+}
+
+void CDVDeviceWindowController::setCreateReferenceMovie(bool create) {
+    _settings->setCreateReferenceMovie(create);
+    settingsDidChange();
+}
+
+void CDVDeviceWindowController::setCreateSelfContainedMovie(bool create) {
+    _settings->setCreateSelfContainedMovie(create);
+    settingsDidChange();
+}
+
+void CDVDeviceWindowController::setReferenceMovieDuration(double seconds) {
+    _settings->setReferenceMovieDuration(seconds);
+    settingsDidChange();
+}
+
+void CDVDeviceWindowController::setReferenceMovieFolderPath(const QString& path) {
+    _settings->setReferenceMovieFolderPath(path);
+    settingsDidChange();
+}
+
+void CDVDeviceWindowController::setSelfContainedRecordingFolderPath(const QString& path) {
+    _settings->setSelfContainedRecordingFolderPath(path);
+    settingsDidChange();
+}
+
+void CDVDeviceWindowController::setRawRecordingFolderPath(const QString& path) {
+    _settings->setRawRecordingFolderPath(path);
+    settingsDidChange();
+}
+
+std::uint32_t CDVDeviceWindowController::recordedFrames() const {
+    return _device ? _device->recordedFrames() : 0;
+}
+
+QString CDVDeviceWindowController::recordedTimecode() const {
+    return _device ? _device->recordedTimeCode() : QString();
+}
+
+double CDVDeviceWindowController::recordedTime() const {
+    return _device ? _device->recordedTime() : 0.0;
+}
+
+double CDVDeviceWindowController::deviceTimecode() const {
+    switch (_settings->timecodeSourceIndex()) {
+        case kTimecodeSourceDevice:
+            return _device ? _device->currentTimeCodeAsDouble() : 0.0;
+        case kTimecodeSourceTimeOfDay:
+            return realtimeTime();
+        case kTimecodeSourcePreset:
+            return _settings->presetTimecode();
+        default:
+            return 0.0;
+    }
+}
+
+QString CDVDeviceWindowController::deviceTimecodeString() const {
+    TimeCodeRecord timeCode;
+    switch (_settings->timecodeSourceIndex()) {
+        case kTimecodeSourceDevice:
+            return _device ? _device->currentTimeCodeAsString() : timeCodeText(timeCode);
+        case kTimecodeSourceTimeOfDay:
+            realtimeTimecode(timeCode);
+            break;
+        case kTimecodeSourcePreset:
+            time(_settings->presetTimecode(), timeCode);
+            break;
+        default:
+            break;
+    }
+    return timeCodeText(timeCode);
+}
+
+double CDVDeviceWindowController::recordStartTimecode() const {
+    const double rate = _device ? _device->framesPerSecond() : 0.0;
+    return rate > 0 ? _startTimeCode.hours * 3600.0 + _startTimeCode.minutes * 60.0 +
+                          _startTimeCode.seconds + _startTimeCode.frames / rate
+                    : 0.0;
+}
+
+QString CDVDeviceWindowController::recordStartTimecodeString() const {
+    return timeCodeText(_startTimeCode);
+}
+
+QString CDVDeviceWindowController::remainingDiskSpaceAsTimecode() const {
+    return mOutlets.remainingDiskTimeField.stringValue();
+}
+
+void CDVDeviceWindowController::updateApplicationIcon() {
+    if (gDVDevicesController) {
+        gDVDevicesController->updateApplicationIcon();
+    }
+}
+
+void CDVDeviceWindowController::settingsDidChange() {
+    if (mSaveTimer == 0) {
+        // One save for all that changes in this turn of the event loop.
+        mSaveTimer = mServices.clock().callLater(0.0, [this] {
+            mSaveTimer = 0;
+            _settings->saveSettings();
+        });
+    }
+    Q_EMIT settingsChanged();
+}
+
+}  // namespace takebox

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <QString>
+
+namespace takebox {
+
+/// A name inside a folder, with exactly one slash between them.
+[[nodiscard]] inline QString pathIn(const QString& folder, const QString& name) {
+    return folder.endsWith(QLatin1Char('/')) ? folder + name : folder + QLatin1Char('/') + name;
+}
+
+/// "Name 1", "Name 2" ...: the next name to try when a recording's file exists already.
+[[nodiscard]] inline QString numberedName(const QString& name, int counter) {
+    return QStringLiteral("%1 %2").arg(name).arg(counter);
+}
+
+}  // namespace takebox
