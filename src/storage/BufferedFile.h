@@ -28,6 +28,7 @@ namespace takebox {
 /// block that was written in part is taken back, so that the file holds whole blocks.
 class BufferedFile : public std::enable_shared_from_this<BufferedFile> {
     struct Key {};
+    friend class BufferedFilePeer;  // tests
 
 public:
     static constexpr std::size_t kChunkCount = 6;
