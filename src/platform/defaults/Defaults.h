@@ -42,8 +42,9 @@ public:
 
     // Values of a neighbouring type are converted: a number is true when it is not 0; a text is
     // true for "YES", "yes", "true", "1" and other non-zero numbers; a text that begins with a
-    // number is that number; true is 1. What cannot be converted, and an absent value, is false, 0
-    // or empty.
+    // number is that number; true is 1. As qint64 a real is cut off towards 0 and an integer above
+    // the range keeps its 64 bits. What cannot be converted, and an absent value, is false, 0 or
+    // empty.
     [[nodiscard]] bool boolForKey(const QString& key) const;
     [[nodiscard]] qint64 integerForKey(const QString& key) const;
     [[nodiscard]] double doubleForKey(const QString& key) const;
@@ -68,11 +69,15 @@ public:
 
 private:
     void read();
+    bool moveDamagedFileAside();
+    bool write();
+    void logWriteFailure(const char* what, int error);
 
     QString mPath;
     QVariantMap mValues;
     QVariantMap mRegistered;
     bool mHasChanged = false;
+    bool mIsDamaged = false;  // the file at mPath holds something unreadable: not to be replaced
     bool mWriteFailureLogged = false;
 };
 
