@@ -87,7 +87,7 @@ public:
     void updateApplicationIcon();
 
 private:
-    enum class ApplicationStatus { kNone = -1, kStopped = 0, kRecording = 1, kPaused = 2 };
+    enum class ApplicationStatus { kUnknown = -1, kStopped = 0, kRecording = 1, kPaused = 2 };
 
     static std::int32_t MyAVCDeviceControllerNotification(avc::AVCDeviceController* controller,
                                                           void* refCon, avc::AVCDevice* device);
@@ -99,7 +99,7 @@ private:
     bool mDeviceListHasChanged = true;
     Entries mDeviceWindowControllers;
     Clock::Timer mDeviceListUpdateTimer = 0;
-    ApplicationStatus mApplicationStatus = ApplicationStatus::kNone;
+    ApplicationStatus mApplicationStatus = ApplicationStatus::kUnknown;
 };
 
 /// The device list of the process; set by the application.

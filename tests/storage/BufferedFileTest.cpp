@@ -11,8 +11,8 @@
 #include <thread>
 #include <vector>
 
-#include "LogCapture.h"
-#include "WaitUntil.h"
+#include "support/LogCapture.h"
+#include "support/WaitUntil.h"
 #include "platform/log/Log.h"
 #include "storage/WriterThreads.h"
 

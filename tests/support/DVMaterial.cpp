@@ -1,0 +1,66 @@
+#include "DVMaterial.h"
+
+#include <QFile>
+#include <QProcess>
+#include <QStringList>
+#include <QTemporaryDir>
+
+namespace takebox::test {
+namespace {
+
+using namespace Qt::StringLiterals;
+
+std::vector<QByteArray> split(const QByteArray& data, int size) {
+    std::vector<QByteArray> parts;
+    for (qsizetype at = 0; at + size <= data.size(); at += size) {
+        parts.push_back(data.mid(at, size));
+    }
+    return parts;
+}
+
+QByteArray contentsOf(const QString& path) {
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+bool runFfmpeg(const QStringList& arguments) {
+    return QProcess::execute(u"ffmpeg"_s, QStringList{u"-v"_s, u"quiet"_s, u"-y"_s} + arguments) ==
+           0;
+}
+
+}  // namespace
+
+std::vector<QByteArray> readDVFrames(const QString& path, int frameSize) {
+    return split(contentsOf(path), frameSize);
+}
+
+std::vector<QByteArray> makeDVFrames(bool isPAL, bool is16By9, int count) {
+    const QTemporaryDir folder;
+    const QString path = folder.filePath(u"made.dv"_s);
+    const QString source =
+        isPAL ? u"testsrc2=s=720x576:r=25"_s : u"testsrc2=s=720x480:r=30000/1001"_s;
+    runFfmpeg({u"-f"_s, u"lavfi"_s, u"-i"_s, source, u"-frames:v"_s, QString::number(count),
+               u"-c:v"_s, u"dvvideo"_s, u"-pix_fmt"_s, isPAL ? u"yuv420p"_s : u"yuv411p"_s,
+               u"-aspect"_s, is16By9 ? u"16:9"_s : u"4:3"_s, u"-f"_s, u"dv"_s, path});
+    return readDVFrames(path, isPAL ? 144000 : 120000);
+}
+
+std::vector<QByteArray> picturesByFfmpeg(const std::vector<QByteArray>& frames, QSize size) {
+    const QTemporaryDir folder;
+    const QString input = folder.filePath(u"in.dv"_s);
+    const QString output = folder.filePath(u"out.rgb"_s);
+    QFile file(input);
+    if (!file.open(QIODevice::WriteOnly)) {
+        return {};
+    }
+    for (const QByteArray& frame : frames) {
+        file.write(frame);
+    }
+    file.close();
+    runFfmpeg({u"-i"_s, input, u"-vf"_s, u"scale=%1:%2"_s.arg(size.width()).arg(size.height()),
+               u"-pix_fmt"_s, u"rgb24"_s, u"-fps_mode"_s, u"passthrough"_s, u"-f"_s, u"rawvideo"_s,
+               output});
+    return split(contentsOf(output), size.width() * size.height() * 3);
+}
+
+}  // namespace takebox::test
