@@ -52,6 +52,11 @@ CDVDevice::CDVDevice(std::uint64_t guid)
             std::find(kNTSCModes.begin(), kNTSCModes.end(), device->dvMode()) != kNTSCModes.end();
         setStandard(isNTSC ? kStandardNTSC : kStandardPAL);
     }
+    mPreview = std::make_unique<DVPreview>(
+        nominalFramesPerSecond() <= kPALGeometry.nominalFramesPerSecond
+            ? decompression::makeDVPALImageDescription()
+            : decompression::makeDVNTSCImageDescription(),
+        framesPerSecond());
     mTimeCodeFormatter.setFramesPerSecond(nominalFramesPerSecond());
     startPreview();
 }
@@ -65,6 +70,11 @@ CDVDevice::~CDVDevice() {
     closeRawFiles();
     mWakeUpNotifier.reset();
     ::close(mWakeUp);
+}
+
+void CDVDevice::setDelegate(CDVDeviceDelegate* delegate) {
+    mDelegate = delegate;
+    mPreview->setDelegate(delegate);
 }
 
 QString CDVDevice::deviceGUIDString() const {
@@ -151,6 +161,9 @@ void CDVDevice::frameReceived(std::uint32_t message, const std::uint8_t* data,
         recordFrame(data, length, audio, audioBytes);
     }
     mIsInFrame.store(false, std::memory_order_release);
+    if (mPreview->offerFrame(data, length)) {
+        mNews.picture.store(true, std::memory_order_relaxed);
+    }
     wakeMainThread();
 }
 
@@ -201,6 +214,9 @@ void CDVDevice::deliverNews() {
     incrementRecordedAudioFrames(mNews.recordedAudioFrames.exchange(0, std::memory_order_relaxed));
     mDCLOverrunCount.fetch_add(mNews.overruns.exchange(0, std::memory_order_relaxed),
                                std::memory_order_relaxed);
+    if (mNews.picture.exchange(false, std::memory_order_relaxed)) {
+        mPreview->decompressFrame(recordedFrames());
+    }
 }
 
 void CDVDevice::DVReceiverMessageReceivedProc(std::uint32_t message, std::uint32_t /*parameter1*/,
@@ -350,6 +366,6 @@ RecordingReport CDVDevice::recordingReport() const {
     return report;
 }
 
-void CDVDevice::updatePreviewBounds() {}
+void CDVDevice::updatePreviewBounds() { mPreview->set16By9(is16By9()); }
 
 }  // namespace takebox

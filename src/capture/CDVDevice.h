@@ -8,6 +8,7 @@
 
 #include "capture/CDVDeviceDelegate.h"
 #include "capture/DVFrameParser.h"
+#include "capture/preview/DVPreview.h"
 #include "display/TimeCodeFormatter.h"
 #include "platform/avc/AVCDevice.h"
 #include "platform/avc/TapeSubunitController.h"
@@ -44,7 +45,7 @@ public:
     ~CDVDevice() override;
 
     /// Not owned; null for none.
-    void setDelegate(CDVDeviceDelegate* delegate) { mDelegate = delegate; }
+    void setDelegate(CDVDeviceDelegate* delegate);
     [[nodiscard]] CDVDeviceDelegate* delegate() const { return mDelegate; }
 
     [[nodiscard]] std::uint64_t deviceGUID() const { return mGUID; }
@@ -122,6 +123,11 @@ public:
     }
     [[nodiscard]] bool hasStream() const { return mCaptureStream != nullptr; }
 
+    /// The latest preview picture as JPEG; empty before there is one.
+    [[nodiscard]] QByteArray JPEGPreviewData() { return mPreview->JPEGPreviewData(); }
+    [[nodiscard]] QRectF previewBounds() const { return mPreview->previewBounds(); }
+    [[nodiscard]] DVPreview& preview() { return *mPreview; }
+
     // Callbacks of the device framework; refCon is the CDVDevice.
     static std::uint32_t DVFrameReceivedHandler(std::uint32_t message, const std::uint8_t* data,
                                                 std::uint32_t length, void* refCon);
@@ -140,6 +146,7 @@ private:
         std::atomic<std::uint32_t> recordedFrames{0};
         std::atomic<std::uint32_t> recordedAudioFrames{0};
         std::atomic<std::uint32_t> overruns{0};
+        std::atomic<bool> picture{false};
     };
 
     std::int16_t startPreview();
@@ -167,6 +174,7 @@ private:
     std::uint32_t mCurrentRecordingFrame = 0;
     std::uint32_t mRecordedAudioFrames = 0;
     CDVDeviceDelegate* mDelegate = nullptr;
+    std::unique_ptr<DVPreview> mPreview;  // made before the stream; takes frames on its thread
     QString mDeviceName;
     QString mQuickTimeTitle;
     QString mRawCapturePath;

@@ -152,6 +152,7 @@ public:
     [[nodiscard]] DeviceWindowOutlets& outlets() { return mOutlets; }
     [[nodiscard]] const QImage& previewImage() const { return mPreviewImage; }
     void setPreviewImage(const QImage& image) override;
+    [[nodiscard]] bool wantsPreviewImage() const override { return mWindow != nullptr; }
     void deviceDidStopRecording() override;
     void updateElapsedTime();
     void updateRemainingSpace();
