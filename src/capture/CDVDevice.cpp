@@ -52,11 +52,11 @@ CDVDevice::CDVDevice(std::uint64_t guid)
             std::find(kNTSCModes.begin(), kNTSCModes.end(), device->dvMode()) != kNTSCModes.end();
         setStandard(isNTSC ? kStandardNTSC : kStandardPAL);
     }
-    mPreview = std::make_unique<DVPreview>(
-        nominalFramesPerSecond() <= kPALGeometry.nominalFramesPerSecond
-            ? decompression::makeDVPALImageDescription()
-            : decompression::makeDVNTSCImageDescription(),
-        framesPerSecond());
+    mPreview =
+        std::make_unique<DVPreview>(nominalFramesPerSecond() <= kPALGeometry.nominalFramesPerSecond
+                                        ? decompression::makeDVPALImageDescription()
+                                        : decompression::makeDVNTSCImageDescription(),
+                                    framesPerSecond());
     mTimeCodeFormatter.setFramesPerSecond(nominalFramesPerSecond());
     startPreview();
 }
@@ -146,7 +146,9 @@ void CDVDevice::frameReceived(std::uint32_t message, const std::uint8_t* data,
     }
     if (length < kSmallestPALFrame && standard() == kStandardPAL) {
         logFromReceiveThread("Inconsistent frame received!");
-        mInconsistentFrames.fetch_add(1, std::memory_order_relaxed);
+        if (mIsRecording.load(std::memory_order_relaxed)) {
+            mInconsistentFrames.fetch_add(1, std::memory_order_relaxed);
+        }
         return;
     }
     mReceivedFrames.fetch_add(1, std::memory_order_relaxed);
@@ -257,6 +259,7 @@ std::int16_t CDVDevice::startRecordingWithPreAllocationDuration(double /*duratio
     if (mCreateReferenceMovie) {
         openRawFiles();
     }
+    mLastWantedRawFiles = mCreateReferenceMovie;
     mLastDVFile = mDVOutputFile;
     mLastAudioFile = mAudioOutputFile;
     if (!mCaptureStream) {
@@ -356,6 +359,7 @@ void CDVDevice::incrementRecordingFrame() {
 
 RecordingReport CDVDevice::recordingReport() const {
     RecordingReport report;
+    report.wantedRawFiles = mLastWantedRawFiles;
     report.dvFile = mLastDVFile;
     report.audioFile = mLastAudioFile;
     report.frames = mFramesOfRecording;
@@ -366,6 +370,8 @@ RecordingReport CDVDevice::recordingReport() const {
     return report;
 }
 
-void CDVDevice::updatePreviewBounds() { mPreview->set16By9(is16By9()); }
+void CDVDevice::updatePreviewBounds() {
+    mPreview->set16By9(is16By9());
+}
 
 }  // namespace takebox

@@ -2,6 +2,7 @@
 
 #include <QSocketNotifier>
 #include <QString>
+#include <QStringList>
 #include <atomic>
 #include <cstdint>
 #include <memory>
@@ -19,6 +20,7 @@ namespace takebox {
 /// What one recording made and what it lost. Valid for the recording that runs or, after it, for
 /// the last one. The files tell their part once their writers have finished.
 struct RecordingReport {
+    bool wantedRawFiles = false;
     std::shared_ptr<const BufferedFile> dvFile;     ///< null when none was made
     std::shared_ptr<const BufferedFile> audioFile;  ///< null when none was made
     std::uint64_t frames = 0;                       ///< handed to the writers
@@ -26,6 +28,10 @@ struct RecordingReport {
     std::uint64_t inconsistentFrames = 0;  ///< frames of a wrong size, not kept
     TimeCodeRecord firstTimeCode;
     TimeCodeRecord lastTimeCode;
+
+    /// A phrase for each thing that is not as it should be; empty when nothing was lost. Final once
+    /// the writers have finished.
+    [[nodiscard]] QStringList losses() const;
 };
 
 /// One DV device: receives its frames from creation to destruction, parses them, and records them
@@ -186,6 +192,7 @@ private:
     avc::AVCDevice* mCaptureDevice = nullptr;  // owned by the device controller, which outlives us
     std::unique_ptr<avc::AVCDeviceStream> mCaptureStream;
     std::unique_ptr<avc::TapeSubunitController> mTapeController;  // while recording
+    bool mLastWantedRawFiles = false;
     std::shared_ptr<BufferedFile> mLastDVFile;  // of the last recording, for its report
     std::shared_ptr<BufferedFile> mLastAudioFile;
 

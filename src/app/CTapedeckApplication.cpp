@@ -1,0 +1,223 @@
+#include "app/CTapedeckApplication.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <utility>
+
+#include "app/UserInterface.h"
+#include "capture/PreferenceKeys.h"
+#include "platform/avc/virtualdeck/VirtualDeckBackend.h"
+#include "platform/defaults/Defaults.h"
+#include "platform/log/Log.h"
+#include "recording/CDVDeviceWindowController.h"
+#include "remote/Command.h"
+#include "remote/PlayoutSwitch.h"
+#include "remote/TCPServer.h"
+#include "storage/WriterThreads.h"
+
+namespace takebox {
+namespace {
+
+const QString kServiceType = QStringLiteral("_takebox._tcp.");
+const QString kNormalIcon = QStringLiteral("TapedeckIcon");
+
+}  // namespace
+
+void CTapedeckApplication::initialize() {
+    Defaults::standard().registerDefaults({
+        {OxaPrefShouldSwitchCastlineKey, false},
+        {OxaPrefSchedulingEventsKey, QVariantList()},
+        {OxaPrefCastlineAddressesKey, QVariantList()},
+        {OxaPrefStartStopVTRKey, true},
+    });
+}
+
+CTapedeckApplication::CTapedeckApplication(Options options, UserInterface& interface)
+    : mOptions(std::move(options)), mInterface(interface) {}
+
+CTapedeckApplication::~CTapedeckApplication() {
+    mTCPServer.reset();
+    gDVDevicesController.reset();
+    WriterThreads::waitUntilFinished();
+}
+
+bool CTapedeckApplication::finishLaunching() {
+    if (migratePreferences()) {
+        return false;
+    }
+    gDVDevicesController =
+        std::make_unique<CDVDevicesController>(makeBackends(), *this, Clock::system());
+    if (!mOptions.recordSeconds) {
+        startServer();
+    }
+    return true;
+}
+
+bool CTapedeckApplication::migratePreferences() {
+    const QString newPath = Defaults::standard().path();
+    const QString oldPath =
+        QFileInfo(newPath).dir().filePath(QStringLiteral("com.Oxa.TakeboxDV.plist"));
+    if (QFileInfo::exists(newPath) || !QFileInfo::exists(oldPath)) {
+        return false;
+    }
+    if (!QFile::copy(oldPath, newPath)) {
+        logMessage("Cannot copy the preferences from %s", QFile::encodeName(oldPath).constData());
+    }
+    mInterface.showInformationalAlert(tr("The application preferences have been updated !"),
+                                      tr("This application will need to be restarted."), [] {
+                                          QMetaObject::invokeMethod(
+                                              qApp, [] { QCoreApplication::exit(0); },
+                                              Qt::QueuedConnection);
+                                      });
+    return true;
+}
+
+avc::AVCBackends CTapedeckApplication::makeBackends() {
+    avc::AVCBackends backends;
+    if (!mOptions.virtualDecks.empty()) {
+        backends.push_back(std::make_unique<avc::VirtualDeckBackend>(mOptions.virtualDecks));
+    }
+    return backends;
+}
+
+void CTapedeckApplication::startServer() {
+    mTCPServer = std::make_unique<TCPServer>();
+    mTCPServer->setType(kServiceType);
+    mTCPServer->setPort(mOptions.controlPort);
+    mTCPServer->setDelegate(this);
+    TCPServerError error{};
+    if (mTCPServer->start(&error)) {
+        logMessage("Starting server on port %d", mTCPServer->port());
+    } else {
+        logMessage("Error starting server: %s", description(error).toUtf8().constData());
+    }
+}
+
+void CTapedeckApplication::terminate() {
+    mInterface.setApplicationIcon(kNormalIcon);
+    QCoreApplication::quit();
+}
+
+std::shared_ptr<CDVDeviceWindowController> CTapedeckApplication::controllerAtIndex(
+    std::int32_t index) {
+    return gDVDevicesController ? std::dynamic_pointer_cast<CDVDeviceWindowController>(
+                                      gDVDevicesController->deviceWindowControllerAtIndex(index))
+                                : nullptr;
+}
+
+std::vector<DockMenuItem> CTapedeckApplication::dockMenu() const {
+    using Kind = DockMenuItem::Kind;
+    std::vector<DockMenuItem> items;
+    const std::int32_t count = gDVDevicesController ? gDVDevicesController->countDevices() : 0;
+    for (std::int32_t i = 0; i < count; ++i) {
+        const auto controller = controllerAtIndex(i);
+        const bool isRecording = controller->device()->isRecording();
+        items.push_back({Kind::kDeviceName, i, controller->deviceName()});
+        items.push_back({Kind::kRecord, i, tr("Record"), isRecording});
+        items.push_back({Kind::kStop, i, tr("Stop"), !isRecording});
+        if (i + 1 < count) {
+            items.push_back({Kind::kSeparator, i, {}});
+        }
+    }
+    return items;
+}
+
+void CTapedeckApplication::dockMenuRecordAction(std::int32_t tag) {
+    if (const auto controller = controllerAtIndex(tag)) {
+        controller->recordButtonPushed();
+    }
+}
+
+void CTapedeckApplication::dockMenuStopAction(std::int32_t tag) {
+    if (const auto controller = controllerAtIndex(tag)) {
+        controller->stopButtonPushed();
+    }
+}
+
+void CTapedeckApplication::orderFrontStandardAboutPanel() {
+    mInterface.orderFrontStandardAboutPanel();
+}
+
+void CTapedeckApplication::showPreferencePanel() {
+    mInterface.showPreferencePanel();
+}
+
+QString CTapedeckApplication::versionText() {
+    const QString version = QCoreApplication::applicationVersion();
+    return QStringLiteral("version ") + (version.isEmpty() ? QStringLiteral("0.0.0") : version);
+}
+
+std::shared_ptr<DeviceWindowController> CTapedeckApplication::makeWindowController(
+    std::shared_ptr<CDVDevice> device) {
+    return std::make_shared<CDVDeviceWindowController>(std::move(device), *this);
+}
+
+QRect CTapedeckApplication::visibleFrame() const {
+    return mInterface.visibleFrame();
+}
+
+void CTapedeckApplication::setApplicationIcon(const QString& name) {
+    mInterface.setApplicationIcon(name);
+}
+
+void CTapedeckApplication::deviceListDidChange() {
+    mInterface.deviceListDidChange();
+    Q_EMIT deviceListChanged();
+}
+
+Clock& CTapedeckApplication::clock() {
+    return Clock::system();
+}
+
+std::unique_ptr<DeviceWindow> CTapedeckApplication::makeDeviceWindow(
+    CDVDeviceWindowController& controller) {
+    return mInterface.makeDeviceWindow(controller);
+}
+
+void CTapedeckApplication::showCriticalAlert(const QString& title, const QString& message) {
+    mInterface.showCriticalAlert(title, message);
+}
+
+std::int32_t CTapedeckApplication::switchPlayout(const QString& address, bool on) {
+    return TCPSwitch(address.toUtf8().constData(), on);
+}
+
+bool CTapedeckApplication::executeActionWithName(const QString& /*name*/) {
+    return false;
+}
+
+void CTapedeckApplication::editScheduledEvents() {
+    mInterface.editScheduledEvents();
+}
+
+bool CTapedeckApplication::recycle(const QString& path) {
+    if (QFile::moveToTrash(path)) {
+        return true;
+    }
+    // No trash here: a folder beside the file keeps it.
+    const QFileInfo file(path);
+    QDir folder = file.dir();
+    const QString holding = QStringLiteral("Removed Recordings");
+    if (!folder.mkdir(holding) && !folder.exists(holding)) {
+        return false;
+    }
+    for (int counter = 0;; ++counter) {
+        const QString name = counter == 0 ? file.fileName()
+                                          : QStringLiteral("%1 %2.%3")
+                                                .arg(file.completeBaseName())
+                                                .arg(counter)
+                                                .arg(file.suffix());
+        const QString target = folder.filePath(holding + QLatin1Char('/') + name);
+        if (!QFileInfo::exists(target)) {
+            return QFile::rename(path, target);
+        }
+    }
+}
+
+void CTapedeckApplication::receivedNewCommand(const std::shared_ptr<Command>& command) {
+    mCommandsToProcess.push_back(command);
+}
+
+}  // namespace takebox

@@ -1,0 +1,212 @@
+#include "app/RecordRun.h"
+
+#include <unistd.h>
+
+#include <QDir>
+#include <QFileInfo>
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include "platform/log/Log.h"
+#include "storage/WriterThreads.h"
+
+namespace takebox {
+namespace {
+
+constexpr double kDeviceWait = 3.0;  // seconds for devices to be found
+constexpr double kUpdateInterval = 0.05;
+constexpr double kGrace = 2.0;  // seconds beyond the wanted length before giving up
+constexpr int kInterrupted = 130;
+
+double secondsBetween(std::int64_t begin, std::int64_t end) {
+    return static_cast<double>(end - begin) / 1e9;
+}
+
+QString timeCodeText(const TimeCodeRecord& timeCode) {
+    return QString::asprintf("%02i:%02i:%02i:%02i", timeCode.hours, timeCode.minutes,
+                             timeCode.seconds, timeCode.frames);
+}
+
+void printLine(const QString& line) {
+    printMessage("%s\n", line.toUtf8().constData());
+}
+
+void printError(const QString& line) {
+    fprintf(stderr, "takebox: %s\n", line.toUtf8().constData());
+}
+
+}  // namespace
+
+/// One device's share of the run.
+struct RecordRun::Take {
+    std::shared_ptr<CDVDeviceWindowController> controller;
+    QString name;
+    std::uint32_t frames = 0;
+    RecordingReport outcome;
+};
+
+RecordRun::RecordRun(double seconds, const QString& folder)
+    : mSeconds(seconds), mFolder(QDir(folder).absolutePath()), mClock(Clock::system()) {}
+
+RecordRun::~RecordRun() {
+    mClock.cancel(mTimer);
+}
+
+bool RecordRun::folderIsUsable() const {
+    if (!QDir().mkpath(mFolder)) {
+        printError(tr("cannot create the folder %1: %2")
+                       .arg(mFolder, QString::fromLocal8Bit(strerror(errno))));
+        return false;
+    }
+    if (::access(QFile::encodeName(mFolder).constData(), W_OK | X_OK) != 0) {
+        printError(tr("cannot write into the folder %1: %2")
+                       .arg(mFolder, QString::fromLocal8Bit(strerror(errno))));
+        return false;
+    }
+    return true;
+}
+
+void RecordRun::start() {
+    if (!folderIsUsable()) {
+        finish(1);
+        return;
+    }
+    mStarted = mClock.monotonicNow();
+    mTimer = mClock.callEvery(kUpdateInterval, [this] { waitForDevices(); });
+    waitForDevices();
+}
+
+void RecordRun::waitForDevices() {
+    gDVDevicesController->updateDeviceWindows();
+    if (gDVDevicesController->hasDVDevice()) {
+        mClock.cancel(mTimer);
+        startTakes();
+    } else if (mIsInterrupted || secondsBetween(mStarted, mClock.monotonicNow()) > kDeviceWait) {
+        mClock.cancel(mTimer);
+        printError(
+            tr("no DV device found. Connect one and switch it on, or try "
+               "--virtual-deck ntsc."));
+        finish(1);
+    }
+}
+
+void RecordRun::startTakes() {
+    const QString stamp = mClock.localNow().toString(QStringLiteral("yyyy-MM-dd hh'h'mm'm'ss's'"));
+    for (const auto& entry : gDVDevicesController->devices()) {
+        auto controller = std::dynamic_pointer_cast<CDVDeviceWindowController>(entry);
+        QString device = controller->deviceName();
+        device.replace(QLatin1Char('/'), QLatin1Char('-'));
+        controller->setAutoNameRecordings(false);
+        controller->setRecordingName(device + QLatin1Char(' ') + stamp);
+        controller->setRawRecordingFolderPath(mFolder);
+        controller->setReferenceMovieFolderPath(mFolder);
+        controller->setSelfContainedRecordingFolderPath(mFolder);
+        controller->setReferenceMovieDuration(mSeconds);
+        controller->setCreateReferenceMovie(true);
+        controller->setCreateSelfContainedMovie(true);
+        controller->setLoopRecording(false);
+        mTakes.push_back({controller, controller->deviceName(), 0, {}});
+    }
+    printLine(
+        tr("Recording %n device(s) for %1 s into %2", nullptr, static_cast<int>(mTakes.size()))
+            .arg(mSeconds)
+            .arg(mFolder));
+    mStarted = mClock.monotonicNow();
+    for (const auto& take : mTakes) {
+        take.controller->recordButtonPushed();
+    }
+    mTimer = mClock.callEvery(kUpdateInterval, [this] { update(); });
+}
+
+bool RecordRun::hasRecordedEnough() const {
+    return std::all_of(mTakes.begin(), mTakes.end(), [this](const Take& take) {
+        return take.controller->recordedTime() >= mSeconds;
+    });
+}
+
+void RecordRun::update() {
+    const bool isLate = secondsBetween(mStarted, mClock.monotonicNow()) > mSeconds + kGrace;
+    const bool isOver = hasRecordedEnough() || isLate || mIsInterrupted;
+    showProgress(isOver);
+    if (isOver) {
+        mClock.cancel(mTimer);
+        mTimer = 0;
+        stop();
+    }
+}
+
+void RecordRun::showProgress(bool isLast) {
+    const bool isTerminal = ::isatty(STDOUT_FILENO) != 0;
+    const double elapsed = secondsBetween(mStarted, mClock.monotonicNow());
+    if (!isLast && elapsed - mLastShown < (isTerminal ? 0.2 : 1.0)) {
+        return;
+    }
+    mLastShown = elapsed;
+    QStringList parts;
+    for (const auto& take : mTakes) {
+        parts << QStringLiteral("%1 %2 %3")
+                     .arg(take.name, take.controller->recordedTimecode(),
+                          take.controller->deviceTimecodeString());
+    }
+    const QString line = parts.join(QStringLiteral(" | "));
+    if (isTerminal) {
+        printMessage("\r\033[K%s%s", line.toUtf8().constData(), isLast ? "\n" : "");
+    } else {
+        printLine(line);
+    }
+}
+
+void RecordRun::stop() {
+    for (auto& take : mTakes) {
+        take.controller->stopButtonPushed();
+        take.outcome = take.controller->device()->recordingReport();
+    }
+    WriterThreads::waitUntilFinished();
+    bool isComplete = true;
+    for (const auto& take : mTakes) {
+        isComplete = report(take) && isComplete;
+    }
+    finish(!isComplete ? 1 : mIsInterrupted ? kInterrupted : 0);
+}
+
+bool RecordRun::report(const Take& take) const {
+    const RecordingReport& outcome = take.outcome;
+    const double rate = take.controller->device()->nominalFramesPerSecond();
+    const QStringList losses = outcome.losses();
+    QString summary =
+        tr("%1: %2 frames (%3 s), time code %4 to %5")
+            .arg(take.name)
+            .arg(outcome.frames)
+            .arg(rate > 0 ? static_cast<double>(outcome.frames) / rate : 0.0, 0, 'f', 2)
+            .arg(timeCodeText(outcome.firstTimeCode), timeCodeText(outcome.lastTimeCode));
+    summary += losses.isEmpty() ? tr(", nothing lost") : tr(", LOST: ") + losses.join(tr("; "));
+    printLine(summary);
+    QStringList paths;
+    if (outcome.dvFile) {
+        paths << outcome.dvFile->path();
+    }
+    if (outcome.audioFile) {
+        paths << outcome.audioFile->path();
+    }
+    paths << take.controller->currentReferenceMoviePath()
+          << take.controller->currentSelfContainedMoviePath();
+    for (const QString& path : paths) {
+        if (!path.isEmpty()) {
+            printLine(QStringLiteral("    %1 (%2)")
+                          .arg(path, QLocale::c().formattedDataSize(QFileInfo(path).size())));
+        }
+    }
+    return losses.isEmpty();
+}
+
+void RecordRun::interrupt() {
+    mIsInterrupted = true;
+}
+
+void RecordRun::finish(int exitStatus) {
+    // Not from within start(): the event loop may not have begun yet.
+    mClock.callLater(0.0, [this, exitStatus] { Q_EMIT finished(exitStatus); });
+}
+
+}  // namespace takebox

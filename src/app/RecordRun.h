@@ -1,0 +1,56 @@
+#pragma once
+
+#include <QObject>
+#include <QString>
+#include <memory>
+#include <vector>
+
+#include "recording/CDVDeviceWindowController.h"
+
+namespace takebox {
+
+/// Records every device once into one folder, shows progress on standard output, and tells what was
+/// made and whether anything was lost. Main thread; without windows.
+class RecordRun : public QObject {
+    Q_OBJECT
+
+public:
+    /// @param seconds of recording, counted in frames.
+    RecordRun(double seconds, const QString& folder);
+    ~RecordRun() override;
+
+    /// Starts as soon as there is a device. The outcome comes with finished().
+    void start();
+
+    /// Ends early; what has been recorded is complete.
+    void interrupt();
+
+Q_SIGNALS:
+    /// Everything is on the disk. 0 when every file is complete, 1 when something is missing, 130
+    /// when the recording was interrupted.
+    void finished(int exitStatus);
+
+private:
+    struct Take;
+
+    [[nodiscard]] bool folderIsUsable() const;
+    void waitForDevices();
+    void startTakes();
+    void update();
+    [[nodiscard]] bool hasRecordedEnough() const;
+    void showProgress(bool isLast);
+    void stop();
+    [[nodiscard]] bool report(const Take& take) const;
+    void finish(int exitStatus);
+
+    const double mSeconds;
+    const QString mFolder;
+    Clock& mClock;
+    Clock::Timer mTimer = 0;
+    std::int64_t mStarted = 0;  // monotonic nanoseconds
+    double mLastShown = -1.0;
+    bool mIsInterrupted = false;
+    std::vector<Take> mTakes;
+};
+
+}  // namespace takebox

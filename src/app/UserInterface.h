@@ -1,0 +1,47 @@
+#pragma once
+
+#include <QRect>
+#include <QString>
+#include <functional>
+#include <memory>
+
+namespace takebox {
+
+class CDVDeviceWindowController;
+class DeviceWindow;
+
+/// What the program shows, on a desktop or, headless, in the log. Owned by main(), used by the
+/// application object. Main thread.
+class UserInterface {
+public:
+    virtual ~UserInterface() = default;
+
+    /// Null without windows.
+    virtual std::unique_ptr<DeviceWindow> makeDeviceWindow(
+        CDVDeviceWindowController& controller) = 0;
+
+    /// Shows an application-modal alert with one button and returns at once.
+    virtual void showCriticalAlert(const QString& title, const QString& message) = 0;
+
+    /// The same for news; `dismissed` is called when the user has seen it.
+    virtual void showInformationalAlert(const QString& title, const QString& message,
+                                        std::function<void()> dismissed) = 0;
+
+    /// Area of the main screen that windows can use, y growing upwards; empty without a screen.
+    [[nodiscard]] virtual QRect visibleFrame() const = 0;
+
+    /// "TapedeckIcon", "TapedeckPausedIcon" or "TapedeckStoppedIcon" in the tray and on windows.
+    virtual void setApplicationIcon(const QString& name) = 0;
+
+    /// The list of devices has changed.
+    virtual void deviceListDidChange() = 0;
+
+    virtual void editScheduledEvents() = 0;
+    virtual void showPreferencePanel() = 0;
+    virtual void orderFrontStandardAboutPanel() = 0;
+
+    /// Brings the windows of the program to the front, because it was started a second time.
+    virtual void activate() = 0;
+};
+
+}  // namespace takebox

@@ -1,0 +1,97 @@
+#include <QApplication>
+#include <QCoreApplication>
+#include <QTemporaryDir>
+#include <cstdio>
+
+#include "app/CTapedeckApplication.h"
+#include "app/HeadlessInterface.h"
+#include "app/Options.h"
+#include "app/RecordRun.h"
+#include "app/TerminationSignals.h"
+#include "platform/defaults/Defaults.h"
+#include "platform/runloop/LogPump.h"
+#include "remote/RemoteTools.h"
+
+namespace takebox {
+namespace {
+
+void nameApplication() {
+    QCoreApplication::setApplicationName(QStringLiteral("takebox"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(TAKEBOX_VERSION));
+}
+
+/// Records once. Nothing of it touches the user's preferences.
+int runRecording(const Options& options, UserInterface& interface) {
+    const QTemporaryDir scratch;
+    Defaults::standard().reopen(scratch.filePath(QStringLiteral("once.plist")));
+    CTapedeckApplication::initialize();
+    CTapedeckApplication application(options, interface);
+    if (!application.finishLaunching()) {
+        return 1;
+    }
+    RecordRun run(*options.recordSeconds, options.recordFolder);
+    QObject::connect(&run, &RecordRun::finished,
+                     [](int status) { QCoreApplication::exit(status); });
+    const TerminationSignals signals([&run](int) { run.interrupt(); });
+    run.start();
+    return QCoreApplication::exec();
+}
+
+int runRecorder(const Options& options, UserInterface& interface) {
+    CTapedeckApplication::initialize();
+    CTapedeckApplication application(options, interface);
+    const TerminationSignals signals([&application](int) { application.terminate(); });
+    static_cast<void>(application.finishLaunching());
+    return QCoreApplication::exec();
+}
+
+int runHeadless(int argc, char** argv, const Options& options) {
+    const QCoreApplication application(argc, argv);
+    nameApplication();
+    const LogPump logPump;
+    HeadlessInterface interface;
+    return options.recordSeconds ? runRecording(options, interface)
+                                 : runRecorder(options, interface);
+}
+
+int runTool(int argc, char** argv, const Options& options) {
+    const QCoreApplication application(argc, argv);
+    nameApplication();
+    if (options.discover) {
+        return runDiscover();
+    }
+    if (!options.checkPlayoutAddress.isEmpty()) {
+        return runCheckPlayout(options.checkPlayoutAddress);
+    }
+    return runRemoteCommand(options.remoteCommand);
+}
+
+bool isTool(const Options& options) {
+    return options.discover || options.diagnose || !options.remoteCommand.isEmpty() ||
+           !options.checkPlayoutAddress.isEmpty();
+}
+
+int run(int argc, char** argv) {
+    QStringList arguments;
+    for (int i = 0; i < argc; ++i) {
+        arguments << QString::fromLocal8Bit(argv[i]);
+    }
+    const ParsedOptions parsed = parseOptions(arguments);
+    if (!parsed.options) {
+        fputs(parsed.text.toLocal8Bit().constData(), parsed.exitStatus == 0 ? stdout : stderr);
+        return parsed.exitStatus;
+    }
+    if (isTool(*parsed.options)) {
+        return runTool(argc, argv, *parsed.options);
+    }
+    return runHeadless(argc, argv, *parsed.options);
+}
+
+}  // namespace
+}  // namespace takebox
+
+int main(int argc, char** argv) {
+    // Before any thread starts, so that all of them inherit it.
+    takebox::TerminationSignals::block();
+    return takebox::run(argc, argv);
+}
