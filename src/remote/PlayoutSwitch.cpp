@@ -170,14 +170,4 @@ SignalHandler Switch_Signal(int signal, SignalHandler handler) {
     return installHandler(signal, handler, signal == SIGALRM ? 0 : SA_RESTART);
 }
 
-void castlineSwitch(bool on, const QStringList& addresses, std::uint16_t port) {
-    for (const QString& address : addresses) {
-        const std::int32_t status = TCPSwitch(address.toUtf8().constData(), on, port);
-        if (status != 0) {
-            logMessage("Tapedeck: Could not switch Castline with address %s because of an error %i",
-                       address.toUtf8().constData(), status);
-        }
-    }
-}
-
 }  // namespace takebox

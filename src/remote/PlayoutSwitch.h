@@ -2,7 +2,6 @@
 
 #include <sys/socket.h>
 
-#include <QStringList>
 #include <cstdint>
 
 /// The client of Castline playout systems: a TCP connection over IPv4 for each command, two bytes
@@ -48,8 +47,5 @@ using SignalHandler = void (*)(int);
 /// Installs a handler; calls that it interrupts are restarted, except for SIGALRM.
 /// @return the handler before, SIG_ERR for a signal that cannot have one.
 SignalHandler Switch_Signal(int signal, SignalHandler handler);
-
-/// Switches the systems in turn with TCPSwitch(). One that fails is logged and the next follows.
-void castlineSwitch(bool on, const QStringList& addresses, std::uint16_t port = kPlayoutPort);
 
 }  // namespace takebox

@@ -19,7 +19,7 @@ using std::chrono::milliseconds;
 using SteadyClock = std::chrono::steady_clock;
 
 constexpr char kAnswerEnd[] = "\n\r";
-constexpr char kPictureStart[] = "\xFF\xD8";
+constexpr char kPictureStart = '\xFF';
 constexpr char kPictureEnd[] = "\xFF\xD9";
 constexpr std::size_t kReadSize = 65536;
 
