@@ -10,6 +10,8 @@
 #include <string_view>
 #include <utility>
 
+#include "platform/defaults/BinaryPropertyListCheck.h"
+
 namespace takebox {
 namespace {
 
@@ -277,8 +279,10 @@ QVariant mapOfValues(const QVariantMap& map) {
 }  // namespace
 
 std::optional<QVariantMap> readPropertyList(const QByteArray& bytes) {
-    if (bytes.size() > std::numeric_limits<std::int32_t>::max() ||
-        (!bytes.startsWith("bplist") && nestsTooDeep(bytes))) {
+    const bool isSound = bytes.startsWith("bplist")
+                             ? isSoundBinaryPropertyList(bytes, kMaximumPropertyListDepth)
+                             : !nestsTooDeep(bytes);
+    if (!isSound || bytes.size() > std::numeric_limits<std::int32_t>::max()) {
         return std::nullopt;
     }
     const NumbersInCLocale numbers;

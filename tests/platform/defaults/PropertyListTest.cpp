@@ -270,5 +270,44 @@ TEST(PropertyList, everythingElseIsRefused) {
     }
 }
 
+/// A binary list of these objects, each named by one byte, with the first as its root.
+QByteArray binaryList(const QList<QByteArray>& objects) {
+    QByteArray bytes = "bplist00";
+    QByteArray offsets;
+    for (const QByteArray& object : objects) {
+        offsets.append(static_cast<char>(bytes.size()));
+        bytes += object;
+    }
+    const auto number = [](qsizetype value) {
+        return QByteArray(7, '\0') + static_cast<char>(value);
+    };
+    return bytes + offsets + QByteArray(6, '\0') + "\1\1" + number(objects.size()) + number(0) +
+           number(bytes.size());
+}
+
+TEST(PropertyList, binaryObjectsThatWouldEndTheProcessAreRefused) {
+    const QByteArray dictionary("\xD1\1\2", 3);  // of one pair: objects 1 and 2
+    const QByteArray yes("\x09", 1);
+    EXPECT_TRUE(readPropertyList(binaryList({dictionary, "\x51k", yes})).has_value());
+
+    QList<QByteArray> doublings{dictionary, "\x51k"};  // each value is twice the next one
+    for (char i = 3; i < 60; ++i) {
+        doublings.append(QByteArray("\xA2") + i + i);
+    }
+    doublings.append(yes);
+    const QList<QByteArray> wrong[] = {
+        {dictionary, yes, yes},                          // a key that is no string
+        {dictionary, QByteArray("\x52k\0", 3), yes},     // a zero character in a key
+        {dictionary, QByteArray("\x61\0\0", 3), yes},    // the same in UTF-16
+        {dictionary, "\x51k", QByteArray("\xA1\2", 2)},  // a list that holds itself
+        {dictionary, "\x51k", QByteArray("\xA1\7", 2)},  // a reference to nothing
+        {dictionary, "\x51k", "\xAF\x13\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF"},  // endless
+        doublings,
+    };
+    for (const auto& objects : wrong) {
+        EXPECT_FALSE(readPropertyList(binaryList(objects)).has_value()) << (&objects - wrong);
+    }
+}
+
 }  // namespace
 }  // namespace takebox
