@@ -6,15 +6,18 @@
 #include <QFileInfo>
 #include <utility>
 
+#include "app/RecordingDecks.h"
 #include "app/UserInterface.h"
 #include "capture/PreferenceKeys.h"
 #include "platform/avc/virtualdeck/VirtualDeckBackend.h"
 #include "platform/defaults/Defaults.h"
 #include "platform/log/Log.h"
 #include "recording/CDVDeviceWindowController.h"
-#include "remote/Command.h"
 #include "remote/PlayoutSwitch.h"
+#include "remote/RemoteCommands.h"
 #include "remote/TCPServer.h"
+#include "scheduling/CScheduler.h"
+#include "scheduling/SchedulingEvents.h"
 #include "storage/WriterThreads.h"
 
 namespace takebox {
@@ -35,11 +38,18 @@ void CTapedeckApplication::initialize() {
 }
 
 CTapedeckApplication::CTapedeckApplication(Options options, UserInterface& interface)
-    : mOptions(std::move(options)), mInterface(interface) {}
+    : mOptions(std::move(options)),
+      mInterface(interface),
+      mScheduledDecks(std::make_unique<RecordingDecks>()) {
+    gScheduler = std::make_unique<CScheduler>(Clock::system(), *mScheduledDecks);
+    gSchedulingEvents = std::make_unique<SchedulingEvents>();
+}
 
 CTapedeckApplication::~CTapedeckApplication() {
     mTCPServer.reset();
+    gScheduler.reset();
     gDVDevicesController.reset();
+    gSchedulingEvents.reset();
     WriterThreads::waitUntilFinished();
 }
 
@@ -51,6 +61,8 @@ bool CTapedeckApplication::finishLaunching() {
         std::make_unique<CDVDevicesController>(makeBackends(), *this, Clock::system());
     if (!mOptions.recordSeconds) {
         startServer();
+        readSchedulingEventsFromPreferences();
+        gScheduler->start();
     }
     return true;
 }
@@ -86,7 +98,8 @@ void CTapedeckApplication::startServer() {
     mTCPServer = std::make_unique<TCPServer>();
     mTCPServer->setType(kServiceType);
     mTCPServer->setPort(mOptions.controlPort);
-    mTCPServer->setDelegate(this);
+    mRemoteCommands = std::make_unique<RemoteCommands>(*gDVDevicesController);
+    mTCPServer->setDelegate(mRemoteCommands.get());
     TCPServerError error{};
     if (mTCPServer->start(&error)) {
         logMessage("Starting server on port %d", mTCPServer->port());
@@ -96,6 +109,10 @@ void CTapedeckApplication::startServer() {
 }
 
 void CTapedeckApplication::terminate() {
+    if (gDVDevicesController) {
+        // A store that cannot be written has been logged; quitting goes on.
+        static_cast<void>(saveSchedulingEventsToPreferences());
+    }
     mInterface.setApplicationIcon(kNormalIcon);
     QCoreApplication::quit();
 }
@@ -214,10 +231,6 @@ bool CTapedeckApplication::recycle(const QString& path) {
             return QFile::rename(path, target);
         }
     }
-}
-
-void CTapedeckApplication::receivedNewCommand(const std::shared_ptr<Command>& command) {
-    mCommandsToProcess.push_back(command);
 }
 
 }  // namespace takebox

@@ -2,17 +2,18 @@
 
 #include <QObject>
 #include <cstdint>
-#include <deque>
 #include <memory>
 #include <vector>
 
 #include "app/Options.h"
 #include "capture/CDVDevicesController.h"
 #include "recording/RecordingServices.h"
-#include "remote/TCPServerDelegate.h"
 
 namespace takebox {
 
+class CScheduler;
+class RecordingDecks;
+class RemoteCommands;
 class TCPServer;
 class UserInterface;
 
@@ -27,10 +28,7 @@ struct DockMenuItem {
 
 /// The application: start-up in its order, what the parts of the program need of one another, and
 /// the way out. Main thread; one per process, made by main() when the event loop can be run.
-class CTapedeckApplication : public QObject,
-                             public DevicesEnvironment,
-                             public RecordingServices,
-                             public TCPServerDelegate {
+class CTapedeckApplication : public QObject, public DevicesEnvironment, public RecordingServices {
     Q_OBJECT
 
 public:
@@ -76,9 +74,6 @@ public:
     void editScheduledEvents() override;
     bool recycle(const QString& path) override;
 
-    // TCPServerDelegate
-    void receivedNewCommand(const std::shared_ptr<Command>& command) override;
-
     /// The device's controller at an index of the device list; null outside it.
     [[nodiscard]] static std::shared_ptr<CDVDeviceWindowController> controllerAtIndex(
         std::int32_t index);
@@ -95,8 +90,9 @@ private:
 
     Options mOptions;
     UserInterface& mInterface;
-    std::deque<std::shared_ptr<Command>> mCommandsToProcess;
+    std::unique_ptr<RemoteCommands> mRemoteCommands;  // answers what the server receives
     std::unique_ptr<TCPServer> mTCPServer;
+    std::unique_ptr<RecordingDecks> mScheduledDecks;
 };
 
 }  // namespace takebox

@@ -1,5 +1,7 @@
 #include "scheduling/SchedulingEvents.h"
 
+#include "capture/PreferenceKeys.h"
+
 #include "platform/log/Log.h"
 
 namespace takebox {
@@ -7,7 +9,7 @@ namespace takebox {
 std::unique_ptr<SchedulingEvents> gSchedulingEvents;
 
 void readSchedulingEventsFromPreferences(const Defaults& defaults) {
-    const QVariant stored = defaults.objectForKey(QString::fromLatin1(OxaPrefSchedulingEventsKey));
+    const QVariant stored = defaults.objectForKey(OxaPrefSchedulingEventsKey);
     if (!gSchedulingEvents || !stored.isValid()) {
         return;
     }
@@ -34,7 +36,7 @@ bool saveSchedulingEventsToPreferences(Defaults& defaults) {
     for (const auto& event : *gSchedulingEvents) {
         entries.append(event->settingsDictionary());
     }
-    defaults.setObject(QString::fromLatin1(OxaPrefSchedulingEventsKey), entries);
+    defaults.setObject(OxaPrefSchedulingEventsKey, entries);
     return defaults.synchronize();
 }
 

@@ -15,9 +15,6 @@ using SchedulingEvents = std::vector<std::shared_ptr<CRecordingEvent>>;
 /// scheduling window. Null until the application has made it. Main thread only.
 extern std::unique_ptr<SchedulingEvents> gSchedulingEvents;
 
-/// Key of the events in the preferences: an array of event dictionaries.
-inline constexpr auto OxaPrefSchedulingEventsKey = "Scheduling Events";
-
 /// Fills gSchedulingEvents with the events of the preferences; leaves it as it is when they have
 /// none stored or registered. An entry that is not an event is logged and passed over.
 void readSchedulingEventsFromPreferences(const Defaults& defaults = Defaults::standard());
