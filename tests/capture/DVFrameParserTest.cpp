@@ -26,7 +26,9 @@ Frame ntscFrame(std::uint8_t audioSizeField = 22) {
     return frame;
 }
 
-std::uint32_t size(const Frame& frame) { return static_cast<std::uint32_t>(frame.size()); }
+std::uint32_t size(const Frame& frame) {
+    return static_cast<std::uint32_t>(frame.size());
+}
 
 void putTimeCode(Frame& frame, std::array<std::uint8_t, 4> bytes) {
     std::copy(bytes.begin(), bytes.end(), frame.begin() + 111);

@@ -11,10 +11,10 @@
 #include <thread>
 #include <vector>
 
-#include "support/LogCapture.h"
-#include "support/WaitUntil.h"
 #include "platform/log/Log.h"
 #include "storage/WriterThreads.h"
+#include "support/LogCapture.h"
+#include "support/WaitUntil.h"
 
 namespace takebox {
 
@@ -271,7 +271,8 @@ TEST_F(BufferedFileTest, tellsWhyItCannotBeOpened) {
 }
 
 TEST_F(BufferedFileTest, reportsAFullDiskOnceAndClosesAllTheSame) {
-    const auto file = BufferedFile::initVideoBufferedFileWithPath(QStringLiteral("/dev/full"), 100, 2);
+    const auto file =
+        BufferedFile::initVideoBufferedFileWithPath(QStringLiteral("/dev/full"), 100, 2);
     ASSERT_EQ(file->openForWriting(false), 0);
     for (int i = 0; i < 5; ++i) {
         append(*file, block(100, i));
