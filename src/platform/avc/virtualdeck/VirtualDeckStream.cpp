@@ -136,11 +136,7 @@ void VirtualDeckStream::sendFrame() {
         mTape.state = TapeState::kEnded;
         return;
     }
-    // A disk that keeps the tape waiting is not the host's fault: the tape stands still meanwhile.
-    const std::int64_t waited = FrameTimer::now() - begun;
-    if (waited > FrameSchedule::duration(standardOfLength(length), 1, kRealTime)) {
-        mSchedule.delay(waited);
-    }
+    noteTapeTime(FrameTimer::now() - begun);
     if (fate.message == kFramesMissing) {
         mParameters.frameProc(kFramesMissing, nullptr, 0, mParameters.frameRefCon);
     } else {
@@ -154,9 +150,23 @@ void VirtualDeckStream::sendFrame() {
     mSchedule.advance(standardOfLength(length));
 }
 
+void VirtualDeckStream::noteTapeTime(std::int64_t nanoseconds) {
+    if (nanoseconds > kRing) {
+        // After so long a wait for the disk, a burst would be too much: the tape stood still.
+        mSchedule.delay(nanoseconds);
+    } else {
+        mTapeTime += nanoseconds;
+    }
+}
+
 void VirtualDeckStream::loseLateFrames() {
-    const std::int64_t oldest = FrameTimer::now() - kRing;
+    const std::int64_t now = FrameTimer::now();
     const std::int64_t firstDue = mSchedule.due();
+    if (now - firstDue < FrameSchedule::duration(DVStandard::kNTSC, 1, mDeck.speed())) {
+        mTapeTime = 0;  // on time
+    }
+    // What it took to get the frames off the tape is not the host's fault.
+    const std::int64_t oldest = now - kRing - mTapeTime;
     while (mSchedule.due() < oldest) {
         const std::size_t length = skipFrame();
         if (length == 0) {

@@ -20,7 +20,8 @@ class VirtualDeck;
 /// has returned, so that a use of it afterwards shows.
 ///
 /// A host that is late gets what has piled up at once, up to what a receiver's ring would hold;
-/// what does not fit is lost and reported (kFramesMissing, then kReceiverOverrun).
+/// what does not fit is lost and reported (kFramesMissing, then kReceiverOverrun). A tape that is
+/// slow to read, as on a busy disk, loses nothing.
 class VirtualDeckStream final : public AVCDeviceStream {
 public:
     VirtualDeckStream(VirtualDeck& deck, DeckTape& tape, const DVReceiverParameters& parameters);
@@ -41,6 +42,7 @@ private:
     void obeyTransport();
     [[nodiscard]] bool isSending() const;
     void sendFrame();
+    void noteTapeTime(std::int64_t nanoseconds);
     void loseLateFrames();
     [[nodiscard]] std::size_t readFrame(FrameBuffer buffer);
     [[nodiscard]] std::size_t skipFrame();
@@ -59,6 +61,7 @@ private:
     std::vector<std::array<std::uint8_t, kLargestFrameSize>> mBuffers;
     std::size_t mNextBuffer = 0;
     std::size_t mLastLength = 0;
+    std::int64_t mTapeTime = 0;  // spent on reading since the stream was last on time
     std::uint32_t mCyclesLost = 0;
 
     std::jthread mThread;
