@@ -1,0 +1,43 @@
+#include "platform/movietoolbox/Status.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+
+namespace takebox::movietoolbox {
+namespace {
+
+struct Translation {
+    int error;
+    Status status;
+};
+
+constexpr std::array kTranslations{
+    Translation{0, kNoError},
+    Translation{ENOSPC, kDiskFull},
+    Translation{EDQUOT, kDiskFull},
+    Translation{EFBIG, kDiskFull},
+    Translation{ENAMETOOLONG, kBadName},
+    Translation{EMFILE, kTooManyFilesOpen},
+    Translation{ENFILE, kTooManyFilesOpen},
+    Translation{ENOENT, kFileNotFound},
+    Translation{ENOTDIR, kFileNotFound},
+    Translation{EISDIR, kDuplicateName},
+    Translation{EEXIST, kDuplicateName},
+    Translation{EROFS, kWriteProtected},
+    Translation{EACCES, kNoPermission},
+    Translation{EPERM, kNoPermission},
+    Translation{ENOMEM, kOutOfMemory},
+    Translation{EINVAL, kParameterError},
+};
+
+}  // namespace
+
+Status statusOfErrno(int error) {
+    const auto* const found =
+        std::find_if(kTranslations.begin(), kTranslations.end(),
+                     [error](const Translation& entry) { return entry.error == error; });
+    return found == kTranslations.end() ? kInputOutputError : found->status;
+}
+
+}  // namespace takebox::movietoolbox
