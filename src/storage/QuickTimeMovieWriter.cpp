@@ -1,0 +1,263 @@
+// The self-contained movie: what the receive thread queues and the writer thread appends.
+
+#include <algorithm>
+#include <thread>
+
+#include "platform/log/Log.h"
+#include "storage/DVDescriptions.h"
+#include "storage/QuickTimeMovie.h"
+#include "storage/WriterThreads.h"
+
+namespace takebox {
+
+using namespace movietoolbox;
+
+namespace {
+
+constexpr std::int32_t kFrameDuration = 100;
+constexpr std::int32_t kAudioTimeScale = 48000;
+constexpr std::int16_t kFullVolume = 256;
+
+/// Says, while it exists, that a buffered add is under way.
+class Adding {
+public:
+    explicit Adding(std::atomic<bool>& flag) : mFlag(flag) { mFlag.store(true); }
+    ~Adding() { mFlag.store(false); }
+    Adding(const Adding&) = delete;
+    Adding& operator=(const Adding&) = delete;
+
+private:
+    std::atomic<bool>& mFlag;
+};
+
+}  // namespace
+
+void QuickTimeMovie::startWriteMovieThread() {
+    if (_isSelfContained) {
+        return;
+    }
+    _isSelfContained = true;
+    _videoChunksToWrite.reset();
+    _audioChunksToWrite.reset();
+    _mustGoOn.store(true);
+    WriterThreads::start("movie writer",
+                         [self = shared_from_this()] { self->writeSelfContainedSamplesThread(); });
+}
+
+void QuickTimeMovie::stopWriteMovieThread() {
+    _mustGoOn.store(false);
+    _somethingToWrite.signal();
+}
+
+void QuickTimeMovie::bufferedAddVideoSample(const void* bytes, std::uint32_t sizeInBytes) {
+    const Adding adding(_isAdding);
+    if (!_mustGoOn.load() || sizeInBytes == 0) {
+        return;
+    }
+    const auto added = _videoChunksToWrite.add(bytes, sizeInBytes, 1, sizeInBytes);
+    if (!added.isKept) {
+        logFromReceiveThread("Dropped video frame (buffer underrun).");
+    }
+    if (added.hasFilledChunk) {
+        _somethingToWrite.signal();
+    }
+}
+
+void QuickTimeMovie::bufferedAddAudioSample(const void* bytes, std::uint32_t sizeInBytes,
+                                            std::uint32_t samplesCount) {
+    const Adding adding(_isAdding);
+    const std::uint32_t bytesPerFrame = bytesPerSampleFrame(_audioDescriptionHandle[0]);
+    if (!_mustGoOn.load() || bytesPerFrame == 0) {
+        return;
+    }
+    // Whole sample frames only: with a part of one, the channels behind it would change places.
+    const std::uint32_t samples = std::min(samplesCount, sizeInBytes / bytesPerFrame);
+    if (samples == 0) {
+        return;
+    }
+    const auto added =
+        _audioChunksToWrite.add(bytes, samples * bytesPerFrame, samples, bytesPerFrame);
+    if (!added.isKept) {
+        logFromReceiveThread("Dropped %i audio samples (buffer underrun).",
+                             static_cast<int>(samplesCount));
+    }
+    if (added.hasFilledChunk) {
+        _somethingToWrite.signal();
+    }
+}
+
+void QuickTimeMovie::writeSelfContainedSamplesThread() {
+    // Each failure is logged and noted where it arises. The thread runs on regardless, so that the
+    // chunks go on circulating.
+    [[maybe_unused]] const Status created = createMovie();
+    [[maybe_unused]] const Status video = initializeVideoTrack();
+    [[maybe_unused]] const Status audio = initializeAudioTracks();
+    while (_mustGoOn.load()) {
+        writeNextChunks();
+        _somethingToWrite.wait();
+    }
+    while (_isAdding.load()) {
+        std::this_thread::yield();
+    }
+    drainChunks();
+    closeVideoTrack();
+    closeAudioTracks();
+    finishMovie();
+    addTimeCodeSample();
+    noted(UpdateMovieInStorage(_movie.get()));
+    closeMovieFile();
+}
+
+Status QuickTimeMovie::initializeVideoTrack() {
+    _videoTrack = NewMovieTrack(_movie.get(), Long2Fix(_videoDescriptionHandle.width),
+                                Long2Fix(_videoDescriptionHandle.height), 0);
+    if (_videoTrack == nullptr) {
+        const Status status = GetMoviesError();
+        logMessage("NewMovieTrack (video) failed! (%i)", status);
+        return noted(status);
+    }
+    _videoMedia = NewTrackMedia(_videoTrack, fourCC("vide"), _videoTimeScale);
+    if (_videoMedia == nullptr) {
+        const Status status = GetMoviesError();
+        logMessage("NewTrackMedia (video) failed! (%i)", status);
+        return noted(status);
+    }
+    const Status status = noted(BeginMediaEdits(_movie.get(), _videoMedia));
+    if (status != kNoError) {
+        logMessage("BeginMediaEdits (video) failed! (%i)", status);
+    }
+    return status;
+}
+
+Status QuickTimeMovie::initializeAudioTracks() {
+    const auto count = static_cast<std::size_t>(usableAudioTracksCount());
+    for (std::size_t index = 0; index < count; ++index) {
+        _audioTrack[index] = NewMovieTrack(_movie.get(), 0, 0, kFullVolume);
+        if (_audioTrack[index] == nullptr) {
+            const Status status = GetMoviesError();
+            logMessage("NewMovieTrack (audio) failed! (%i)", status);
+            return noted(status);
+        }
+        _audioMedia[index] = NewTrackMedia(_audioTrack[index], fourCC("soun"), kAudioTimeScale);
+        if (_audioMedia[index] == nullptr) {
+            const Status status = GetMoviesError();
+            logMessage("NewTrackMedia (audio) failed! (%i)", status);
+            return noted(status);
+        }
+    }
+    for (std::size_t index = 0; index < count; ++index) {
+        const Status status = noted(BeginMediaEdits(_movie.get(), _audioMedia[index]));
+        if (status != kNoError) {
+            logMessage("BeginMediaEdits (audio) failed! (%i)", status);
+            return status;
+        }
+    }
+    return kNoError;
+}
+
+void QuickTimeMovie::writeNextChunks() {
+    reportUnderruns();
+    if (ChunkToWrite* const chunk = _videoChunksToWrite.nextFullChunk()) {
+        writeChunk(_videoChunksToWrite, *chunk);
+    }
+    if (ChunkToWrite* const chunk = _audioChunksToWrite.nextFullChunk()) {
+        writeChunk(_audioChunksToWrite, *chunk);
+    }
+}
+
+void QuickTimeMovie::drainChunks() {
+    reportUnderruns();
+    while (ChunkToWrite* const chunk = _videoChunksToWrite.nextChunkOfDrain()) {
+        writeChunk(_videoChunksToWrite, *chunk);
+    }
+    while (ChunkToWrite* const chunk = _audioChunksToWrite.nextChunkOfDrain()) {
+        writeChunk(_audioChunksToWrite, *chunk);
+    }
+}
+
+void QuickTimeMovie::writeChunk(ChunkRing& ring, ChunkToWrite& chunk) {
+    const bool isVideo = &ring == &_videoChunksToWrite;
+    const std::uint32_t samples = chunk.sampleCount();
+    const Status status = isVideo ? addVideoChunkToMovie(chunk) : addAudioChunkToMovie(chunk);
+    if (status != kNoError) {
+        auto& unwritten = isVideo ? _unwrittenVideoFrames : _unwrittenAudioSamples;
+        unwritten.fetch_add(samples, std::memory_order_relaxed);
+    }
+    ring.chunkWasWritten(chunk);
+}
+
+Status QuickTimeMovie::addVideoChunkToMovie(const ChunkToWrite& chunk) {
+    const Status status =
+        noted(AddMediaSample(_movie.get(), _videoMedia, chunk.bytes(), kFrameDuration,
+                             _videoDescriptionHandle, chunk.sampleSizes()));
+    if (status != kNoError) {
+        logMessage("AddMediaSample (video) failed! (%i)", status);
+    }
+    return status;
+}
+
+Status QuickTimeMovie::addAudioChunkToMovie(const ChunkToWrite& chunk) {
+    const Status status = noted(AddMediaSample(_movie.get(), _audioMedia[0], chunk.bytes(), 1,
+                                               _audioDescriptionHandle[0], chunk.sampleSizes()));
+    if (status != kNoError) {
+        // Both kinds of chunk are reported in the same words.
+        logMessage("AddMediaSample (video) failed! (%i)", status);
+    }
+    return status;
+}
+
+Status QuickTimeMovie::closeVideoTrack() {
+    if (const Status status = noted(EndMediaEdits(_videoMedia)); status != kNoError) {
+        logMessage("EndMediaEdits (video) failed! (%i)", status);
+    }
+    const Status status = noted(InsertMediaIntoTrack(_videoTrack, GetMediaDuration(_videoMedia)));
+    if (status != kNoError) {
+        logMessage("InsertMediaIntoTrack (video) failed!");
+    }
+    return status;
+}
+
+Status QuickTimeMovie::closeAudioTracks() {
+    const std::int32_t count = usableAudioTracksCount();
+    for (std::int32_t index = 0; index < count; ++index) {
+        Media* const media = _audioMedia[static_cast<std::size_t>(index)];
+        if (const Status status = noted(EndMediaEdits(media)); status != kNoError) {
+            logMessage("EndMediaEdits (audio) failed! (%i)", status);
+            return status;
+        }
+    }
+    Status status = kNoError;
+    for (std::int32_t index = 0; index < count; ++index) {
+        Track* const track = _audioTrack[static_cast<std::size_t>(index)];
+        status = noted(InsertMediaIntoTrack(
+            track, GetMediaDuration(_audioMedia[static_cast<std::size_t>(index)])));
+        if (status != kNoError) {
+            logMessage("InsertMediaIntoTrack (audio) failed! (%i)", status);
+            return status;
+        }
+        status = noted(setChannelLayout(track, index));
+    }
+    stopWriteMovieThread();
+    return status;
+}
+
+void QuickTimeMovie::reportUnderruns() {
+    if (_videoChunksToWrite.isFrozen() && !_hasReportedVideoUnderrun) {
+        _hasReportedVideoUnderrun = true;
+        logMessage(
+            "The disk was too slow: the self-contained movie %s is complete up to frame "
+            "%llu, and its picture ends there.",
+            movieFilePathOnDisk().c_str(),
+            static_cast<unsigned long long>(_videoChunksToWrite.samplesBeforeUnderrun()));
+    }
+    if (_audioChunksToWrite.isFrozen() && !_hasReportedAudioUnderrun) {
+        _hasReportedAudioUnderrun = true;
+        logMessage(
+            "The disk was too slow: the self-contained movie %s is complete up to audio "
+            "sample %llu, and its sound ends there.",
+            movieFilePathOnDisk().c_str(),
+            static_cast<unsigned long long>(_audioChunksToWrite.samplesBeforeUnderrun()));
+    }
+}
+
+}  // namespace takebox
