@@ -14,6 +14,7 @@
 #include "capture/PreferenceKeys.h"
 #include "platform/defaults/Defaults.h"
 #include "platform/log/Log.h"
+#include "storage/DVDescriptions.h"
 
 namespace takebox {
 namespace {
@@ -24,6 +25,7 @@ constexpr std::array<std::uint8_t, 6> kNTSCModes{0x00, 0x04, 0x08, 0x70, 0x74, 0
 constexpr std::uint32_t kSmallestPALFrame = 140000;
 constexpr std::uint32_t kVideoBlocksPerBuffer = 10;
 constexpr std::uint32_t kAudioBlocksPerBuffer = 20;
+constexpr std::int32_t kAudioSampleRate = 48000;
 
 bool hasDVCapability(const avc::AVCDevice& device) {
     return device.isDVTapeDevice() || device.isDVConverter();
@@ -68,6 +70,7 @@ CDVDevice::~CDVDevice() {
         stopRecording(false);
     }
     closeRawFiles();
+    closeSelfContainedMovie();
     mWakeUpNotifier.reset();
     ::close(mWakeUp);
 }
@@ -198,6 +201,10 @@ void CDVDevice::recordFrame(const std::uint8_t* data, std::uint32_t length,
         }
     }
     mNews.recordedAudioFrames.fetch_add(audioBytes / 4, std::memory_order_relaxed);
+    if (mSelfContainedMovie) {
+        mSelfContainedMovie->bufferedAddVideoSample(data, length);
+        mSelfContainedMovie->bufferedAddAudioSample(audio, audioBytes, audioBytes / 4);
+    }
 }
 
 void CDVDevice::wakeMainThread() {
@@ -244,11 +251,12 @@ std::int32_t CDVDevice::MyAVCDeviceMessageNotification(avc::AVCDevice* /*device*
 }
 
 std::int16_t CDVDevice::startRecordingWithPreAllocationDuration(double /*duration*/,
-                                                                TimeCodeRecord /*startTimeCode*/) {
+                                                                TimeCodeRecord startTimeCode) {
     if (isRecording()) {
         leaveRecordingState();
         closeRawFiles();
     }
+    closeSelfContainedMovie();
     deliverNews();
     mEraseFile = Defaults::standard().boolForKey(OxaPrefEraseExistingFilesKey);
     mCurrentRecordingFrame = 0;
@@ -258,6 +266,9 @@ std::int16_t CDVDevice::startRecordingWithPreAllocationDuration(double /*duratio
     mFirstTimeCode = mLastTimeCode = 0;
     if (mCreateReferenceMovie) {
         openRawFiles();
+    }
+    if (mCreateSelfContainedMovie) {
+        initializeSelfContainedMovieAtPath(mSelfContainedCapturePath, startTimeCode);
     }
     mLastWantedRawFiles = mCreateReferenceMovie;
     mLastDVFile = mDVOutputFile;
@@ -285,6 +296,33 @@ void CDVDevice::openRawFiles() {
         mCurrentRecordingFilePath + QStringLiteral(".aud"), mAudioFrameSize,
         kAudioBlocksPerBuffer));
     mRecordedAudioFrames = 0;
+}
+
+void CDVDevice::initializeSelfContainedMovieAtPath(const QString& path,
+                                                   TimeCodeRecord startTimeCode) {
+    logMessage("Initializing Self-Contained Movie");
+    const bool isPAL = framesPerSecond() == kPALGeometry.framesPerSecond;
+    mSelfContainedMovie = QuickTimeMovie::make();
+    mSelfContainedMovie->setIsPAL(isPAL);
+    mSelfContainedMovie->setMovieFilePath(path);
+    mSelfContainedMovie->setMonoTracks(mMonoTracks);
+    mSelfContainedMovie->setDropFrame(false);
+    mSelfContainedMovie->setAudioTracksCount(1);
+    mSelfContainedMovie->setAudioTimeScale(kAudioSampleRate, 0);
+    mSelfContainedMovie->setStartTimeCode(startTimeCode);
+    mSelfContainedMovie->setAudioDescriptionHandle(createDVSoundDescriptionHandle(), 0);
+    mSelfContainedMovie->setVideoFrameSize((isPAL ? kPALGeometry : kNTSCGeometry).frameSize);
+    mSelfContainedMovie->setVideoDescriptionHandle(isPAL ? createDVPALImageDescriptionHandle()
+                                                         : createDVNTSCImageDescriptionHandle());
+    mSelfContainedMovie->setVideoTimeScale(static_cast<std::int32_t>(framesPerSecond() * 100));
+    mSelfContainedMovie->startWriteMovieThread();
+}
+
+void CDVDevice::closeSelfContainedMovie() {
+    if (mSelfContainedMovie) {
+        mSelfContainedMovie->stopWriteMovieThread();
+        mSelfContainedMovie.reset();
+    }
 }
 
 std::shared_ptr<BufferedFile> CDVDevice::openRawFile(std::shared_ptr<BufferedFile> file) const {
@@ -327,6 +365,9 @@ std::int16_t CDVDevice::stopRecording(bool stopTape) {
     }
     mTapeController.reset();
     closeRawFiles();
+    if (mSelfContainedMovie) {
+        mSelfContainedMovie->stopWriteMovieThread();
+    }
     mIsPaused.store(false, std::memory_order_relaxed);
     deliverNews();
     mCurrentRecordingFrame = 0;
@@ -362,6 +403,7 @@ RecordingReport CDVDevice::recordingReport() const {
     report.wantedRawFiles = mLastWantedRawFiles;
     report.dvFile = mLastDVFile;
     report.audioFile = mLastAudioFile;
+    report.movie = mSelfContainedMovie;
     report.frames = mFramesOfRecording;
     report.problems = mProblemsOfRecording;
     report.inconsistentFrames = mInconsistentFrames;

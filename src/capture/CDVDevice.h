@@ -14,6 +14,7 @@
 #include "platform/avc/AVCDevice.h"
 #include "platform/avc/TapeSubunitController.h"
 #include "storage/BufferedFile.h"
+#include "storage/QuickTimeMovie.h"
 
 namespace takebox {
 
@@ -23,6 +24,7 @@ struct RecordingReport {
     bool wantedRawFiles = false;
     std::shared_ptr<const BufferedFile> dvFile;     ///< null when none was made
     std::shared_ptr<const BufferedFile> audioFile;  ///< null when none was made
+    std::shared_ptr<const QuickTimeMovie> movie;    ///< self-contained; null when none was made
     std::uint64_t frames = 0;                       ///< handed to the writers
     std::uint64_t problems = 0;  ///< times that the receiver told of missing or broken frames
     std::uint64_t inconsistentFrames = 0;  ///< frames of a wrong size, not kept
@@ -116,6 +118,13 @@ public:
 
     [[nodiscard]] std::shared_ptr<BufferedFile> dvOutputFile() const { return mDVOutputFile; }
     [[nodiscard]] std::shared_ptr<BufferedFile> audioOutputFile() const { return mAudioOutputFile; }
+    [[nodiscard]] std::shared_ptr<QuickTimeMovie> selfContainedMovie() const {
+        return mSelfContainedMovie;
+    }
+    /// Makes the self-contained movie of a recording and starts its writer.
+    void initializeSelfContainedMovieAtPath(const QString& path, TimeCodeRecord startTimeCode);
+    /// Lets go of the self-contained movie; its writer finishes it.
+    void closeSelfContainedMovie();
     [[nodiscard]] const QString& currentRecordingFilePath() const {
         return mCurrentRecordingFilePath;
     }
@@ -212,6 +221,7 @@ private:
     std::atomic<bool> mIsInFrame{false};
     std::shared_ptr<BufferedFile> mDVOutputFile;
     std::shared_ptr<BufferedFile> mAudioOutputFile;
+    std::shared_ptr<QuickTimeMovie> mSelfContainedMovie;
 
     // Written by the receive thread.
     News mNews;

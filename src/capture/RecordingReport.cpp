@@ -24,6 +24,22 @@ void addFileLosses(const std::shared_ptr<const BufferedFile>& file, QStringList&
     }
 }
 
+void addMovieLosses(const QuickTimeMovie& movie, QStringList& losses) {
+    const QuickTimeMovie::Losses lost = movie.losses();
+    if (lost.areNone()) {
+        return;
+    }
+    const QString name = movie.movieFilePath().section(QLatin1Char('/'), -1);
+    losses << (lost.errorNumber != 0
+                   ? QObject::tr("%1 frames of %2: %3")
+                         .arg(lost.videoFrames)
+                         .arg(name, QString::fromLocal8Bit(strerror(lost.errorNumber)))
+                   : QObject::tr("%1 frames and %2 sound samples of %3")
+                         .arg(lost.videoFrames)
+                         .arg(lost.audioSamples)
+                         .arg(name));
+}
+
 }  // namespace
 
 QStringList RecordingReport::losses() const {
@@ -40,6 +56,9 @@ QStringList RecordingReport::losses() const {
     if (wantedRawFiles) {
         addFileLosses(dvFile, losses);
         addFileLosses(audioFile, losses);
+    }
+    if (movie) {
+        addMovieLosses(*movie, losses);
     }
     return losses;
 }

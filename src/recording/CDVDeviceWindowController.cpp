@@ -10,9 +10,13 @@
 #include "platform/defaults/Defaults.h"
 #include "platform/log/Log.h"
 #include "recording/RecordingPaths.h"
+#include "storage/DVDescriptions.h"
 
 namespace takebox {
 namespace {
+
+constexpr std::uint32_t kReferenceAudioChunkSize = 96000;  // bytes: half a second
+constexpr std::int32_t kAudioSampleRate = 48000;
 
 // Format of a start time code, a time of day or a preset as text.
 QString timeCodeText(const TimeCodeRecord& timeCode) {
@@ -179,9 +183,32 @@ void CDVDeviceWindowController::recordingDidStart() {
 
 void CDVDeviceWindowController::writeReferenceMovie(const QString& path, const QString& rawPath,
                                                     TimeCodeRecord startTimeCode) {
-    static_cast<void>(path);
-    static_cast<void>(rawPath);
-    static_cast<void>(startTimeCode);
+    const double rate = _device->framesPerSecond();
+    const bool isPAL = rate == kPALGeometry.framesPerSecond;
+    _currentReferenceMovie = QuickTimeMovie::make();
+    QuickTimeMovie& movie = *_currentReferenceMovie;
+    movie.setIsPAL(isPAL);
+    movie.setDuration(_settings->referenceMovieDuration());
+    movie.setDropFrame(false);
+    movie.setMovieFilePath(path);
+    movie.setVideoFilePath(rawPath + QStringLiteral(".dv"));
+    movie.setAudioFilePath(rawPath + QStringLiteral(".aud"), 0);
+    movie.setAudioChunkSize(kReferenceAudioChunkSize, 0);
+    movie.setAudioTimeScale(kAudioSampleRate, 0);
+    movie.setAudioTracksCount(1);
+    movie.setAudioDescriptionHandle(createDVSoundDescriptionHandle(), 0);
+    movie.setAiffHeaderSize(_device->aiffHeaderOffset());
+    movie.setStartTimeCode(startTimeCode);
+    movie.setVideoFrameSize((isPAL ? kPALGeometry : kNTSCGeometry).frameSize);
+    movie.setVideoTimeScale(static_cast<std::int32_t>(rate * 100));
+    movie.setMonoTracks(_settings->monoTracks());
+    // Each failure has been logged; the raw files are recorded all the same.
+    static_cast<void>(movie.createMovie());
+    static_cast<void>(movie.addVideoSamples());
+    static_cast<void>(movie.addAudioSamples());
+    static_cast<void>(movie.addTimeCodeSample());
+    movie.finishMovie();
+    movie.closeMovieFile();
 }
 
 void CDVDeviceWindowController::stopButtonPushed() {

@@ -201,6 +201,7 @@ private:
     RecordingServices& mServices;
     std::shared_ptr<CDVDevice> _device;
     std::unique_ptr<CDVDeviceSettings> _settings;
+    std::shared_ptr<QuickTimeMovie> _currentReferenceMovie;  // of the latest start
     TimeCodeRecord _startTimeCode;
     QString _quickTimeTitle;
     TimeCodeFormatter _timeCodeFormatter;

@@ -11,8 +11,8 @@ namespace {
 
 constexpr int kOldAudioTracks = 16;
 
-/// Whether another device is just recording into a file of this name: such a file is neither
-/// removed nor written over.
+/// Whether a device is just recording into a file of this name: such a file is neither removed nor
+/// written over, even before it is on the disk.
 bool isBeingRecorded(const QString& path) {
     if (!gDVDevicesController) {
         return false;
@@ -45,7 +45,7 @@ void CDVDeviceWindowController::removeOrRecycle(const QString& path, const QStri
 QString CDVDeviceWindowController::generateMoviePath(const QString& folder, const QString& name,
                                                      const QString& extension, bool eraseExisting) {
     QString path = pathIn(folder, name) + extension;
-    for (int counter = 1; eraseExisting ? isBeingRecorded(path) : QFileInfo::exists(path);
+    for (int counter = 1; isBeingRecorded(path) || (!eraseExisting && QFileInfo::exists(path));
          ++counter) {
         path = pathIn(folder, numberedName(name, counter)) + extension;
     }
@@ -75,8 +75,8 @@ QString CDVDeviceWindowController::generateRawFilePathForRecording(const QString
     const QString oldVideo = QStringLiteral(".vid");
     QString base = pathIn(atPath, name);
     for (int counter = 1;
-         eraseExisting ? isBeingRecorded(base + video)
-                       : QFileInfo::exists(base + video) || QFileInfo::exists(base + audio);
+         isBeingRecorded(base + video) ||
+         (!eraseExisting && (QFileInfo::exists(base + video) || QFileInfo::exists(base + audio)));
          ++counter) {
         base = pathIn(atPath, numberedName(name, counter));
     }
