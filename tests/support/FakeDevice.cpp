@@ -1,0 +1,107 @@
+#include "support/FakeDevice.h"
+
+namespace takebox::test {
+
+class FakeDevice::Stream final : public avc::AVCDeviceStream {
+public:
+    explicit Stream(FakeDevice& device) : mDevice(device) {}
+    ~Stream() override { mDevice.mIsStreaming = false; }
+    Stream(const Stream&) = delete;
+    Stream& operator=(const Stream&) = delete;
+
+    int start() override {
+        mDevice.mIsStreaming = mDevice.startResult == 0;
+        return mDevice.startResult;
+    }
+    void stop() override { mDevice.mIsStreaming = false; }
+
+private:
+    FakeDevice& mDevice;
+};
+
+FakeDevice::FakeDevice(std::uint64_t guid, std::uint8_t dvMode) : AVCDevice(guid) {
+    setDeviceName("Fake deck");
+    setAttached(true);
+    setDVCapabilities(true, false);
+    setDVMode(dvMode);
+}
+
+FakeDevice::~FakeDevice() = default;
+
+int FakeDevice::openDevice(avc::AVCDeviceMessageProc messageProc, void* refCon) {
+    if (openResult == 0) {
+        isOpen = true;
+        mMessageProc = messageProc;
+        mMessageRefCon = refCon;
+    }
+    return openResult;
+}
+
+void FakeDevice::closeDevice() {
+    isOpen = false;
+    mMessageProc = nullptr;
+}
+
+std::unique_ptr<avc::AVCDeviceStream> FakeDevice::CreateDVReceiverForDevicePlug(
+    const avc::DVReceiverParameters& parameters) {
+    if (!hasReceiver) {
+        return nullptr;
+    }
+    ++streamsMade;
+    receiver = parameters;
+    return std::make_unique<Stream>(*this);
+}
+
+void FakeDevice::sendTapeCommand(std::uint8_t opcode, std::uint8_t operand,
+                                 avc::TapeResultProc result) {
+    tapeCommands.emplace_back(opcode, operand);
+    result(tapeResult);
+}
+
+void FakeDevice::sendFrame(const std::vector<std::uint8_t>& frame) {
+    if (mIsStreaming) {
+        receiver.frameProc(avc::kFrameReceived, frame.data(),
+                           static_cast<std::uint32_t>(frame.size()), receiver.frameRefCon);
+    }
+}
+
+void FakeDevice::sendFrameMessage(std::uint32_t message) {
+    if (mIsStreaming) {
+        receiver.frameProc(message, nullptr, 0, receiver.frameRefCon);
+    }
+}
+
+void FakeDevice::sendReceiverMessage(std::uint32_t message) {
+    if (mIsStreaming) {
+        receiver.messageProc(message, 0, 0, receiver.messageRefCon);
+    }
+}
+
+void FakeDevice::sendDeviceMessage(std::uint32_t message) {
+    if (mMessageProc != nullptr) {
+        mMessageProc(this, message, 0, mMessageRefCon);
+    }
+}
+
+void FakeBackend::start(avc::AVCDeviceController& controller) {
+    for (auto& device : mDevices) {
+        controller.addDevice(std::move(device));
+    }
+}
+
+std::vector<std::uint8_t> fakeFrame(bool pal, int number, std::uint8_t fill) {
+    std::vector<std::uint8_t> frame(pal ? 144000 : 120000, fill);
+    const int rate = pal ? 25 : 30;
+    const auto digits = [](int value) {
+        return static_cast<std::uint8_t>(value / 10 << 4 | value % 10);
+    };
+    frame[111] = digits(number % rate);
+    frame[112] = digits(number / rate % 60);
+    frame[113] = digits(number / rate / 60 % 60);
+    frame[114] = 0;
+    frame[455] = 0;
+    frame[4324] = 0xC0 | 22;
+    return frame;
+}
+
+}  // namespace takebox::test
