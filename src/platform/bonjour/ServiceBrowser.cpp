@@ -53,8 +53,8 @@ public:
 
     [[nodiscard]] std::vector<FoundService> found() const {
         std::vector<FoundService> result;
-        for (const auto& service : mServices) {
-            if (service.port != 0) {
+        for (const auto& [service, sightings] : mServices) {
+            if (sightings > 0 && service.port != 0) {
                 FoundService complete = service;
                 std::stable_partition(
                     complete.addresses.begin(), complete.addresses.end(),
@@ -68,6 +68,11 @@ public:
     }
 
 private:
+    struct Entry {
+        FoundService service;
+        int sightings = 0;  ///< interfaces and protocols on which it is announced now
+    };
+
     /// A running resolution or address query, and what it is for.
     struct Request {
         Browser* browser;
@@ -77,22 +82,32 @@ private:
     static void browsed(DNSServiceRef /*reference*/, DNSServiceFlags flags,
                         std::uint32_t interfaceIndex, DNSServiceErrorType error, const char* name,
                         const char* type, const char* domain, void* context) {
-        if (error == kDNSServiceErr_NoError && (flags & kDNSServiceFlagsAdd) != 0) {
-            static_cast<Browser*>(context)->resolve(interfaceIndex, name, type, domain);
+        auto* const self = static_cast<Browser*>(context);
+        if (error != kDNSServiceErr_NoError) {
+            return;
+        }
+        Entry& entry = self->entryNamed(QString::fromUtf8(name));
+        if ((flags & kDNSServiceFlagsAdd) != 0) {
+            ++entry.sightings;
+            self->resolve(interfaceIndex, name, type, domain, entry.service);
+        } else {
+            --entry.sightings;
         }
     }
 
+    Entry& entryNamed(const QString& name) {
+        const auto found = std::find_if(mServices.begin(), mServices.end(), [&](const auto& entry) {
+            return entry.service.name == name;
+        });
+        return found != mServices.end() ? *found
+                                        : mServices.emplace_back(Entry{{name, {}, 0, {}}, 0});
+    }
+
     void resolve(std::uint32_t interfaceIndex, const char* name, const char* type,
-                 const char* domain) {
-        const QString text = QString::fromUtf8(name);
-        auto service = std::find_if(mServices.begin(), mServices.end(),
-                                    [&](const auto& known) { return known.name == text; });
-        if (service == mServices.end()) {
-            service = mServices.insert(mServices.end(), FoundService{text, {}, 0, {}});
-        }
+                 const char* domain, FoundService& service) {
         DNSServiceRef reference = nullptr;
         if (DNSServiceResolve(&reference, 0, interfaceIndex, name, type, domain, resolved,
-                              &mRequests.emplace_back(Request{this, &*service})) ==
+                              &mRequests.emplace_back(Request{this, &service})) ==
             kDNSServiceErr_NoError) {
             mOperations.emplace_back(reference);
         }
@@ -106,6 +121,9 @@ private:
         const auto* const request = static_cast<Request*>(context);
         if (error == kDNSServiceErr_NoError && request->service->port == 0) {
             request->service->host = QString::fromUtf8(host);
+            if (request->service->host.endsWith(QLatin1Char('.'))) {
+                request->service->host.chop(1);
+            }
             request->service->port = ntohs(port);
             request->browser->queryAddresses(interfaceIndex, host, *request);
         }
@@ -147,7 +165,7 @@ private:
         }
     }
 
-    std::list<FoundService> mServices;        // referred to by the requests
+    std::list<Entry> mServices;               // referred to by the requests
     std::list<Request> mRequests;             // referred to by the operations
     std::list<ServiceReference> mOperations;  // ended before what they refer to goes
 };

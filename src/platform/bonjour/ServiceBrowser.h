@@ -12,7 +12,7 @@ namespace takebox {
 /// A service found on the local network.
 struct FoundService {
     QString name;  ///< As its owner announces it.
-    QString host;  ///< Such as "studio.local."
+    QString host;  ///< Such as "studio.local"
     std::uint16_t port = 0;
     QStringList addresses;  ///< IPv4 before IPv6; link-local IPv6 ones with their interface.
 };
