@@ -209,7 +209,7 @@ TEST_F(Scheduling, startsEventsOfOneMomentInTheirOrder) {
     add(secondsAt(10), 60, kMonday)->setDeviceGUID(kOtherGuid);
     add(secondsAt(10), 60, kMonday);
     std::vector<std::uint64_t> order;
-    const auto note = [&order](test::FakeDeck& started) { order.push_back(started.guid); };
+    const auto note = [&order](test::FakeDeck& started) { order.push_back(started.identifier); };
     deck().onRecord = note;
     decks.add(kOtherGuid).onRecord = note;
     begin(kMonday, at(9, 59, 59, 920));

@@ -10,14 +10,28 @@ namespace takebox::test {
 /// A deck that only remembers what it was told.
 class FakeDeck final : public ScheduledDeck {
 public:
-    explicit FakeDeck(std::uint64_t identifier) : guid(identifier) {}
+    explicit FakeDeck(std::uint64_t guid) : identifier(guid) {}
+
+    [[nodiscard]] std::uint64_t deviceGUID() const override { return identifier; }
+    [[nodiscard]] QString guid() const override { return QString::asprintf("%016lx", identifier); }
+    [[nodiscard]] QString deviceName() const override { return name; }
+    [[nodiscard]] QString recordingName() const override { return currentName; }
+    [[nodiscard]] QString referenceMovieFolderPath() const override {
+        return QStringLiteral("/reference");
+    }
+    [[nodiscard]] QString selfContainedRecordingFolderPath() const override {
+        return QStringLiteral("/self-contained");
+    }
+    [[nodiscard]] QString rawRecordingFolderPath() const override { return QStringLiteral("/raw"); }
+    [[nodiscard]] bool createReferenceMovie() const override { return false; }
+    [[nodiscard]] bool createSelfContainedMovie() const override { return true; }
 
     void setAutoNameRecordings(bool autoName) override {
         note(autoName ? "auto name" : "own name");
     }
-    void setRecordingName(const QString& name) override {
-        recordingName = name;
-        note("name " + name.toStdString());
+    void setRecordingName(const QString& newName) override {
+        currentName = newName;
+        note("name " + newName.toStdString());
     }
     void setReferenceMovieFolderPath(const QString& path) override {
         note("reference folder " + path.toStdString());
@@ -53,11 +67,12 @@ public:
         }
     }
 
-    const std::uint64_t guid;
+    const std::uint64_t identifier;
+    QString name = QStringLiteral("Studio deck");
     bool isRecording = false;
     bool refusesToRecord = false;
     double duration = 0;
-    QString recordingName;
+    QString currentName = QStringLiteral("Untitled");
     std::vector<std::string> calls;
     bool keepsCalls = true;
     std::function<void(FakeDeck&)> onRecord;
@@ -79,14 +94,15 @@ public:
         return *mDecks.back();
     }
     void remove(std::uint64_t guid) {
-        std::erase_if(mDecks, [guid](const auto& deck) { return deck->guid == guid; });
+        std::erase_if(mDecks, [guid](const auto& deck) { return deck->identifier == guid; });
     }
     void clear() { mDecks.clear(); }
     [[nodiscard]] const std::vector<std::shared_ptr<FakeDeck>>& all() const { return mDecks; }
 
+    [[nodiscard]] int countDevices() const override { return static_cast<int>(mDecks.size()); }
     [[nodiscard]] int indexOfDeviceWithGUID(std::uint64_t guid) const override {
         for (std::size_t i = 0; i < mDecks.size(); ++i) {
-            if (mDecks[i]->guid == guid) {
+            if (mDecks[i]->identifier == guid) {
                 return static_cast<int>(i);
             }
         }
@@ -95,7 +111,7 @@ public:
     [[nodiscard]] bool isRecording(int index) const override {
         return mDecks.at(static_cast<std::size_t>(index))->isRecording;
     }
-    [[nodiscard]] std::shared_ptr<ScheduledDeck> deckAtIndex(int index) override {
+    [[nodiscard]] std::shared_ptr<ScheduledDeck> deckAtIndex(int index) const override {
         return mDecks.at(static_cast<std::size_t>(index));
     }
 

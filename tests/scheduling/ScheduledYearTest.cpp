@@ -218,7 +218,7 @@ private:
         auto& deck = mDecks.add(guidOf(device));
         deck.keepsCalls = false;
         deck.onRecord = [this, device](test::FakeDeck& started) {
-            recordings.push_back({device, started.recordingName.toInt(), now(),
+            recordings.push_back({device, started.currentName.toInt(), now(),
                                   static_cast<std::int64_t>(started.duration), 0, Ending::kStop});
             mOpen[&started] = recordings.size() - 1;
         };
