@@ -6,7 +6,6 @@
 #include <QFileInfo>
 #include <utility>
 
-#include "app/RecordingDecks.h"
 #include "app/UserInterface.h"
 #include "capture/PreferenceKeys.h"
 #include "platform/avc/virtualdeck/VirtualDeckBackend.h"
@@ -17,6 +16,7 @@
 #include "remote/RemoteCommands.h"
 #include "remote/TCPServer.h"
 #include "scheduling/CScheduler.h"
+#include "scheduling/DeviceListDecks.h"
 #include "scheduling/SchedulingEvents.h"
 #include "storage/WriterThreads.h"
 
@@ -40,7 +40,7 @@ void CTapedeckApplication::initialize() {
 CTapedeckApplication::CTapedeckApplication(Options options, UserInterface& interface)
     : mOptions(std::move(options)),
       mInterface(interface),
-      mScheduledDecks(std::make_unique<RecordingDecks>()) {
+      mScheduledDecks(std::make_unique<DeviceListDecks>()) {
     gScheduler = std::make_unique<CScheduler>(Clock::system(), *mScheduledDecks);
     gSchedulingEvents = std::make_unique<SchedulingEvents>();
 }

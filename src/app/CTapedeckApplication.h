@@ -12,7 +12,7 @@
 namespace takebox {
 
 class CScheduler;
-class RecordingDecks;
+class DeviceListDecks;
 class RemoteCommands;
 class TCPServer;
 class UserInterface;
@@ -92,7 +92,7 @@ private:
     UserInterface& mInterface;
     std::unique_ptr<RemoteCommands> mRemoteCommands;  // answers what the server receives
     std::unique_ptr<TCPServer> mTCPServer;
-    std::unique_ptr<RecordingDecks> mScheduledDecks;
+    std::unique_ptr<DeviceListDecks> mScheduledDecks;
 };
 
 }  // namespace takebox
