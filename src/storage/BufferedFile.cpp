@@ -22,6 +22,12 @@ constexpr std::chrono::milliseconds kFullDiskPause{50};
 // Blocks whose positions a video chunk can keep, in multiples of its nominal blocks: short frames.
 constexpr std::uint32_t kBlockLimitFactor = 4;
 
+/// A device or pipe that stands in for a file keeps its permissions.
+bool isRegularFile(int descriptor) {
+    struct stat status {};
+    return ::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
+}
+
 bool isFullDisk(int error) {
     return error == ENOSPC || error == EDQUOT;
 }
@@ -63,7 +69,7 @@ std::int32_t BufferedFile::openForWriting(bool erase) {
         ::open(path.constData(), O_WRONLY | O_CREAT | O_CLOEXEC | (erase ? O_TRUNC : 0), 0244);
     if (descriptor > 0) {
         // The new file's own mode need not allow its owner to open it again.
-        if (::fchmod(descriptor, 0664) != 0) {
+        if (isRegularFile(descriptor) && ::fchmod(descriptor, 0664) != 0) {
             logMessage("Cannot set the permissions of %s: %s", path.constData(), strerror(errno));
         }
         ::close(descriptor);
