@@ -147,7 +147,7 @@ QByteArray signalFrame(avc::DVStandard standard, std::uint64_t number, const cha
 }
 
 QString writeTape(const QString& folder, avc::DVStandard standard, int frames) {
-    const QString path = folder + QStringLiteral("/tape.dv");
+    QString path = folder + QStringLiteral("/tape.dv");
     QFile file(path);
     EXPECT_TRUE(file.open(QIODevice::WriteOnly));
     for (int i = 0; i < frames; ++i) {

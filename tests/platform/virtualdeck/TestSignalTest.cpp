@@ -134,8 +134,8 @@ TEST_P(TestSignalOfKind, showsBarsCounterAndMotion) {
     const std::array<int, 8> bars{180, 162, 131, 112, 84, 65, 35, 16};
     for (int bar = 0; bar < 8; ++bar) {
         // ffmpeg stretches the range of black to white to all of 0 to 255.
-        EXPECT_NEAR(luma(0, bar * 12, 0), (bars[static_cast<std::size_t>(bar)] - 16) * 255 / 219, 2)
-            << bar;
+        const int bright = (bars[static_cast<std::size_t>(bar)] - 16) * 255 / 219;
+        EXPECT_NEAR(luma(0, bar * 12, 0), bright, 2) << bar;
     }
     const int textTop = isPAL() ? 28 : 20;
     std::set<std::pair<int, int>> changed;

@@ -41,7 +41,7 @@ QByteArray frames(DVStandard standard, int count) {
 class VirtualDeckSettingsOfAFile : public ::testing::Test {
 protected:
     QString write(const QString& name, const QByteArray& bytes) {
-        const QString path = mFolder.filePath(name);
+        QString path = mFolder.filePath(name);
         QFile file(path);
         EXPECT_TRUE(file.open(QIODevice::WriteOnly));
         file.write(bytes);

@@ -69,7 +69,7 @@ void writeFlatBlock(std::uint8_t* area, std::uint8_t value) {
 
 BlockMap::BlockMap(DVStandard standard)
     : mRows(standard == DVStandard::kPAL ? 72 : 60),
-      mLumaOffsets(static_cast<std::size_t>(mRows * kColumns)) {
+      mLumaOffsets(static_cast<std::size_t>(mRows) * std::size_t{kColumns}) {
     const std::size_t sequences = sequenceCount(standard);
     mMacroBlocks.reserve(sequences * kSegments * kPerSegment);
     for (std::size_t sequence = 0; sequence < sequences; ++sequence) {

@@ -1,7 +1,5 @@
 #include "platform/avc/virtualdeck/VirtualDeck.h"
 
-#include <QCoreApplication>
-#include <QTimer>
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
@@ -29,6 +27,9 @@ VirtualDeck::VirtualDeck(const Identity& identity, const VirtualDeckSettings& se
     setDVCapabilities(true, false);
     setDVMode(tape->dvMode());
     setAttached(true);
+    mReturn.setSingleShot(true);
+    mReturn.setTimerType(Qt::PreciseTimer);
+    QObject::connect(&mReturn, &QTimer::timeout, [this] { returnToBus(); });
     mTape.source = std::move(tape);
     mTape.loop = settings.loop;
     mTape.state = settings.cue ? TapeState::kParked : TapeState::kPlaying;
@@ -69,9 +70,7 @@ void VirtualDeck::sendTapeCommand(std::uint8_t opcode, std::uint8_t operand,
     const int code = isAttached() ? answer(opcode, operand) : -ENODEV;
     if (result) {
         // Not bound to this deck: the answer comes even if the deck is gone by then.
-        QMetaObject::invokeMethod(
-            QCoreApplication::instance(), [code, result = std::move(result)] { result(code); },
-            Qt::QueuedConnection);
+        MainThreadCalls::lasting().post([code, result = std::move(result)] { result(code); });
     }
 }
 
@@ -108,7 +107,7 @@ void VirtualDeck::inject(DeckFault fault, std::uint32_t value) {
 }
 
 void VirtualDeck::requestClose() {
-    runOnMainThread([this] {
+    mMainThread.post([this] {
         if (mMessageProc != nullptr) {
             mMessageProc(this, kDeviceCloseRequest, 0, mMessageRefCon);
         }
@@ -118,19 +117,15 @@ void VirtualDeck::requestClose() {
 void VirtualDeck::disappear(std::uint32_t frameTimes) {
     mTape.departures.fetch_add(1, std::memory_order_relaxed);
     mTape.timer.wake();
-    runOnMainThread([this, frameTimes] { leaveBus(frameTimes); });
+    mMainThread.post([this, frameTimes] { leaveBus(frameTimes); });
 }
 
 void VirtualDeck::reappear() {
-    runOnMainThread([this] { returnToBus(); });
+    mMainThread.post([this] { returnToBus(); });
 }
 
 bool VirtualDeck::claimTape() {
     return !std::exchange(mTapeIsClaimed, true);
-}
-
-void VirtualDeck::runOnMainThread(std::function<void()> action) {
-    QMetaObject::invokeMethod(&mMainThread, std::move(action), Qt::QueuedConnection);
 }
 
 void VirtualDeck::leaveBus(std::uint32_t frameTimes) {
@@ -145,12 +140,12 @@ void VirtualDeck::leaveBus(std::uint32_t frameTimes) {
     if (frameTimes > 0) {
         const DVStandard standard = (dvMode() & 0x80) != 0 ? DVStandard::kPAL : DVStandard::kNTSC;
         const std::chrono::nanoseconds away(FrameSchedule::duration(standard, frameTimes, mSpeed));
-        QTimer::singleShot(std::chrono::ceil<std::chrono::milliseconds>(away), Qt::PreciseTimer,
-                           &mMainThread, [this] { returnToBus(); });
+        mReturn.start(std::chrono::ceil<std::chrono::milliseconds>(away));
     }
 }
 
 void VirtualDeck::returnToBus() {
+    mReturn.stop();
     if (!isAttached()) {
         setAttached(true);
         mController.deviceChanged(*this);

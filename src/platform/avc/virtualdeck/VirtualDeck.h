@@ -1,12 +1,12 @@
 #pragma once
 
-#include <QObject>
+#include <QTimer>
 #include <cstdint>
-#include <functional>
 #include <memory>
 
 #include "platform/avc/AVCDevice.h"
 #include "platform/avc/virtualdeck/DeckTape.h"
+#include "platform/avc/virtualdeck/MainThreadCalls.h"
 #include "platform/avc/virtualdeck/VirtualDeckSettings.h"
 
 namespace takebox::avc {
@@ -56,7 +56,6 @@ public:
 
 private:
     void inject(DeckFault fault, std::uint32_t value);
-    void runOnMainThread(std::function<void()> action);
     [[nodiscard]] int answer(std::uint8_t opcode, std::uint8_t operand);
     void leaveBus(std::uint32_t frameTimes);
     void returnToBus();
@@ -69,7 +68,8 @@ private:
     bool mIsOpen = false;
     bool mTapeIsClaimed = false;
     DeckTape mTape;
-    QObject mMainThread;  // what waits in the event loop goes with it
+    QTimer mReturn;               // runs while the deck is away for a time
+    MainThreadCalls mMainThread;  // what waits in the event loop goes with the deck
 };
 
 }  // namespace takebox::avc

@@ -69,8 +69,8 @@ QString readStart(const QString& value, VirtualDeckSettings& settings) {
 
 struct FaultName {
     QLatin1StringView name;
-    DeckFault kind;
-    std::uint32_t usualValue;
+    DeckFault kind = DeckFault::kShortFrame;
+    std::uint32_t usualValue = 0;
 };
 
 constexpr std::array kFaultNames{
@@ -104,7 +104,7 @@ QString readFault(const QString& value, VirtualDeckSettings& settings) {
 
 struct Key {
     QLatin1StringView name;
-    Reader read;
+    Reader read = nullptr;
 };
 
 constexpr std::array kKeys{

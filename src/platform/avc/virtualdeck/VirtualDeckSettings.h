@@ -26,8 +26,8 @@ enum class DeckFault : std::uint8_t {
 
 /// A fault that comes once, when the deck has sent so many frames since its first start.
 struct ScheduledFault {
-    DeckFault kind;
-    std::uint64_t frame;
+    DeckFault kind = DeckFault::kShortFrame;
+    std::uint64_t frame = 0;
     std::uint32_t value = 0;
 };
 

@@ -66,9 +66,6 @@ int VirtualDeckStream::start() {
     }
     const SignalsBlocked blocked;
     mThread = std::jthread([this](const std::stop_token& stop) { run(stop); });
-    std::array<char, 16> name{};
-    snprintf(name.data(), name.size(), "deck-%d", mDeck.number());
-    pthread_setname_np(mThread.native_handle(), name.data());
     return 0;
 }
 
@@ -82,6 +79,9 @@ void VirtualDeckStream::stop() {
 }
 
 void VirtualDeckStream::run(const std::stop_token& stop) {
+    std::array<char, 16> name{};
+    snprintf(name.data(), name.size(), "deck-%d", mDeck.number());
+    pthread_setname_np(pthread_self(), name.data());
     bool wasSending = false;
     while (!stop.stop_requested()) {
         obeyTransport();
