@@ -97,7 +97,8 @@ void BlockMap::addMacroBlock(const MacroBlock& block) {
 }
 
 void BlockMap::setLuma(std::span<std::uint8_t> frame, int column, int row, std::uint8_t y) const {
-    writeFlatBlock(&frame[mLumaOffsets[static_cast<std::size_t>(row * kColumns + column)]], y);
+    const int place = row * kColumns + column;
+    writeFlatBlock(&frame[mLumaOffsets[static_cast<std::size_t>(place)]], y);
 }
 
 void BlockMap::setChroma(std::span<std::uint8_t> frame, const MacroBlock& block,
