@@ -2,6 +2,7 @@
 
 #include <QFile>
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -281,20 +282,20 @@ void QuickTimeMovie::closeMovieFile() {
     _movie = nullptr;
 }
 
-void QuickTimeMovie::synchronizeClosedFile(const std::string& path) {
-    if (_isSelfContained) {
-        if (const int error = synchronizeMovieFile(path); error != 0) {
-            logMessage("Cannot write the movie %s: %s", path.c_str(), strerror(error));
-        }
-        return;
-    }
-    // A reference movie is made on the main thread, which must not wait for a busy disk.
-    WriterThreads::start("movie sync", [path] {
+void QuickTimeMovie::synchronizeClosedFile(const std::string& path) const {
+    const auto synchronize = [path] {
+        // The file may have been moved or removed by now.
         const int error = synchronizeMovieFile(path);
         if (error != 0 && error != ENOENT) {
             logMessage("Cannot write the movie %s: %s", path.c_str(), strerror(error));
         }
-    });
+    };
+    if (_isSelfContained) {
+        synchronize();
+    } else {
+        // A reference movie is made on the main thread, which must not wait for a busy disk.
+        WriterThreads::start("movie sync", synchronize);
+    }
 }
 
 }  // namespace takebox

@@ -163,7 +163,7 @@ private:
     Status setChannelLayout(movietoolbox::Track* track, std::int32_t trackIndex);
     Status addAudioReferences(std::int32_t trackIndex);
     Status noted(Status status);
-    void synchronizeClosedFile(const std::string& path);
+    void synchronizeClosedFile(const std::string& path) const;
 
     // Time code track
     [[nodiscard]] movietoolbox::TimeCodeDescription timeCodeDescription(

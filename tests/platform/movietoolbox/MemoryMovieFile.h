@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cerrno>
 #include <cstring>
 #include <functional>
@@ -18,8 +19,9 @@ struct MemoryDisk {
     std::uint64_t capacity = UINT64_MAX;  ///< of the disk: beyond it there is ENOSPC
     bool canReserve = true;               ///< false: as a file system that cannot
     std::vector<std::string> operations;
-    std::function<void()> beforeWrite;     ///< e.g. to make the disk slow
-    std::function<void()> afterOperation;  ///< e.g. to look at the bytes
+    std::atomic<std::uint64_t> written{0};  ///< bytes of all writes; any thread
+    std::function<void()> beforeWrite;      ///< e.g. to make the disk slow
+    std::function<void()> afterOperation;   ///< e.g. to look at the bytes
 };
 
 /// A movie file in memory, on a disk that can be full or slow.
@@ -42,6 +44,7 @@ public:
             }
             std::memcpy(mDisk.bytes.data() + offset, data.data(), data.size());
         }
+        mDisk.written += data.size();
         done("write");
         return error;
     }

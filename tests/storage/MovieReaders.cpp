@@ -1,0 +1,90 @@
+#include "MovieReaders.h"
+
+#include <gtest/gtest.h>
+
+#include <QJsonDocument>
+#include <QProcess>
+
+namespace takebox::test {
+
+using namespace Qt::StringLiterals;
+
+Output runReader(const QString& program, const QStringList& arguments) {
+    QProcess process;
+    process.start(program, arguments, QIODevice::ReadOnly);
+    Output output;
+    if (!process.waitForFinished(120000)) {
+        output.error = process.errorString().toUtf8();
+        return output;
+    }
+    output.exitCode = process.exitCode();
+    output.out = process.readAllStandardOutput();
+    output.error = process.readAllStandardError();
+    return output;
+}
+
+QStringList inputArguments(const QString& path) {
+    if (path.endsWith(u".ref"_s)) {
+        return {u"-f"_s, u"mov"_s, u"-enable_drefs"_s, u"1"_s};
+    }
+    if (path.endsWith(u".dv"_s)) {
+        return {u"-f"_s, u"dv"_s};
+    }
+    if (path.endsWith(u".aud"_s)) {
+        return {u"-f"_s, u"s16be"_s, u"-ar"_s, u"48000"_s, u"-ac"_s, u"2"_s};
+    }
+    return {};
+}
+
+QStringList frameChecksums(const QString& path, const QString& stream, bool copied) {
+    QStringList arguments{u"-v"_s, u"warning"_s, u"-nostdin"_s};
+    arguments += inputArguments(path) + QStringList{u"-i"_s, path, u"-map"_s, u"0:"_s + stream};
+    if (copied) {
+        arguments += {u"-c"_s, u"copy"_s};
+    }
+    arguments += {u"-f"_s, u"framemd5"_s, u"-"_s};
+    const Output output = runReader(u"ffmpeg"_s, arguments);
+    QStringList checksums;
+    const auto lines = output.out.split('\n');
+    for (const QByteArray& line : lines) {
+        if (!line.isEmpty() && !line.startsWith('#')) {
+            checksums.append(QString::fromLatin1(line.mid(line.lastIndexOf(',') + 1).trimmed()));
+        }
+    }
+    if (output.exitCode != 0 || !output.error.isEmpty()) {
+        checksums.append(QString::fromUtf8(output.error));
+    }
+    return checksums;
+}
+
+QByteArray decodedSound(const QString& path) {
+    QStringList arguments{u"-v"_s, u"error"_s, u"-nostdin"_s};
+    arguments += inputArguments(path);
+    arguments += {u"-i"_s,        path,    u"-map"_s,  u"0:a"_s, u"-c:a"_s,
+                  u"pcm_s16be"_s, u"-f"_s, u"s16be"_s, u"-"_s};
+    return runReader(u"ffmpeg"_s, arguments).out;
+}
+
+QJsonArray probedStreams(const QString& path) {
+    QStringList arguments{u"-v"_s, u"warning"_s};
+    arguments += inputArguments(path);
+    arguments += {u"-show_streams"_s, u"-of"_s, u"json"_s, path};
+    const Output output = runReader(u"ffprobe"_s, arguments);
+    EXPECT_EQ(output.error.toStdString(), "");
+    return QJsonDocument::fromJson(output.out).object()[u"streams"_s].toArray();
+}
+
+QJsonArray mediaInfoTracks(const QString& path) {
+    const Output output = runReader(u"mediainfo"_s, {u"--Output=JSON"_s, path});
+    const auto document = QJsonDocument::fromJson(output.out).object();
+    return document[u"media"_s].toObject()[u"track"_s].toArray();
+}
+
+QJsonObject exifToolTags(const QString& path) {
+    const Output output =
+        runReader(u"exiftool"_s, {u"-json"_s, u"-n"_s, u"-a"_s, u"-G1"_s, u"-validate"_s,
+                                  u"-warning"_s, u"-error"_s, u"-all"_s, path});
+    return QJsonDocument::fromJson(output.out).array().first().toObject();
+}
+
+}  // namespace takebox::test
