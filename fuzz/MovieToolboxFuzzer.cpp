@@ -114,6 +114,7 @@ void newMedia(Stage& stage, Values& values) {
                                 static_cast<std::int32_t>(values.extreme()));
     if (stage.media != nullptr) {
         stage.media->displayFont = std::string(values.byte(), 'L');
+        (void)AddMediaSampleDescription(stage.media, someDescription(values));
     }
 }
 

@@ -153,6 +153,12 @@ Status QuickTimeMovie::addVideoSamples() {
     if (media == nullptr) {
         return noted(GetMoviesError());
     }
+    _videoDescriptionHandle.resvd1 = 0;
+    _videoDescriptionHandle.resvd2 = 0;
+    if (const Status status = AddMediaSampleDescription(media, _videoDescriptionHandle);
+        status != kNoError) {
+        return noted(status);
+    }
     if (const Status status = pointTo(media, _videoFilePath); status != kNoError) {
         return noted(status);
     }
@@ -173,8 +179,6 @@ Status QuickTimeMovie::addVideoSamples() {
     coverage.remainder.dataSize = truncated(remainderBytes);
     coverage.remainder.numberOfSamples = coverage.remainder.dataSize / _videoFrameSize;
 
-    _videoDescriptionHandle.resvd1 = 0;
-    _videoDescriptionHandle.resvd2 = 0;
     const Status status = addReferences(media, _videoDescriptionHandle, coverage);
     if (status == kFormatLimit) {
         logMessage("The picture of %s is cut: a movie cannot hold so many references",
@@ -200,6 +204,10 @@ Status QuickTimeMovie::addAudioReferences(std::int32_t trackIndex) {
     Media* const media = NewTrackMedia(track, fourCC("soun"), _audioTimeScale[index]);
     if (media == nullptr) {
         return GetMoviesError();
+    }
+    if (const Status status = AddMediaSampleDescription(media, _audioDescriptionHandle[index]);
+        status != kNoError) {
+        return status;
     }
     if (const Status status = pointTo(media, _audioFilePath[index]); status != kNoError) {
         return status;

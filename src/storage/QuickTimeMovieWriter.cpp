@@ -122,6 +122,7 @@ Status QuickTimeMovie::initializeVideoTrack() {
         logMessage("NewTrackMedia (video) failed! (%i)", status);
         return noted(status);
     }
+    noted(AddMediaSampleDescription(_videoMedia, _videoDescriptionHandle));
     const Status status = noted(BeginMediaEdits(_movie.get(), _videoMedia));
     if (status != kNoError) {
         logMessage("BeginMediaEdits (video) failed! (%i)", status);
@@ -146,6 +147,7 @@ Status QuickTimeMovie::initializeAudioTracks() {
         }
     }
     for (std::size_t index = 0; index < count; ++index) {
+        noted(AddMediaSampleDescription(_audioMedia[index], _audioDescriptionHandle[index]));
         const Status status = noted(BeginMediaEdits(_movie.get(), _audioMedia[index]));
         if (status != kNoError) {
             logMessage("BeginMediaEdits (audio) failed! (%i)", status);

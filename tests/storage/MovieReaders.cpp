@@ -9,6 +9,15 @@ namespace takebox::test {
 
 using namespace Qt::StringLiterals;
 
+namespace {
+
+/// Time code is data to ffmpeg, which has no decoder for data and says so of each such track.
+std::string withoutNoteOnTimeCode(QByteArray text) {
+    return text.replace("Unsupported codec with id 0 for input stream 2\n", "").toStdString();
+}
+
+}  // namespace
+
 Output runReader(const QString& program, const QStringList& arguments) {
     QProcess process;
     process.start(program, arguments, QIODevice::ReadOnly);
@@ -36,25 +45,30 @@ QStringList inputArguments(const QString& path) {
     return {};
 }
 
-QStringList frameChecksums(const QString& path, const QString& stream, bool copied) {
-    QStringList arguments{u"-v"_s, u"warning"_s, u"-nostdin"_s};
-    arguments += inputArguments(path) + QStringList{u"-i"_s, path, u"-map"_s, u"0:"_s + stream};
+Checksums pictureChecksums(const QString& path, int count, bool copied) {
+    QStringList arguments{u"-v"_s, u"quiet"_s, u"-nostdin"_s};
+    arguments += inputArguments(path) + QStringList{u"-i"_s, path, u"-map"_s, u"0:v"_s};
     if (copied) {
         arguments += {u"-c"_s, u"copy"_s};
     }
-    arguments += {u"-f"_s, u"framemd5"_s, u"-"_s};
-    const Output output = runReader(u"ffmpeg"_s, arguments);
-    QStringList checksums;
-    const auto lines = output.out.split('\n');
+    arguments += {u"-frames:v"_s, QString::number(count), u"-f"_s, u"framemd5"_s, u"-"_s};
+    const auto lines = runReader(u"ffmpeg"_s, arguments).out.split('\n');
+    Checksums checksums;
     for (const QByteArray& line : lines) {
         if (!line.isEmpty() && !line.startsWith('#')) {
-            checksums.append(QString::fromLatin1(line.mid(line.lastIndexOf(',') + 1).trimmed()));
+            checksums.push_back(line.mid(line.lastIndexOf(',') + 1).trimmed().toStdString());
         }
     }
-    if (output.exitCode != 0 || !output.error.isEmpty()) {
-        checksums.append(QString::fromUtf8(output.error));
-    }
     return checksums;
+}
+
+std::string warningsOf(const QString& path) {
+    QStringList arguments{u"-v"_s, u"warning"_s, u"-nostdin"_s};
+    arguments += inputArguments(path);
+    arguments +=
+        {u"-i"_s, path, u"-map"_s, u"0:v"_s, u"-map"_s, u"0:a"_s, u"-f"_s, u"null"_s, u"-"_s};
+    const Output output = runReader(u"ffmpeg"_s, arguments);
+    return withoutNoteOnTimeCode(output.error);
 }
 
 QByteArray decodedSound(const QString& path) {
@@ -70,7 +84,7 @@ QJsonArray probedStreams(const QString& path) {
     arguments += inputArguments(path);
     arguments += {u"-show_streams"_s, u"-of"_s, u"json"_s, path};
     const Output output = runReader(u"ffprobe"_s, arguments);
-    EXPECT_EQ(output.error.toStdString(), "");
+    EXPECT_EQ(withoutNoteOnTimeCode(output.error), "");
     return QJsonDocument::fromJson(output.out).object()[u"streams"_s].toArray();
 }
 

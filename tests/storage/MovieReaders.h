@@ -5,6 +5,8 @@
 #include <QJsonObject>
 #include <QString>
 #include <QStringList>
+#include <string>
+#include <vector>
 
 /// Other people's programs that read movies: what they say about ours.
 namespace takebox::test {
@@ -20,9 +22,13 @@ Output runReader(const QString& program, const QStringList& arguments);
 /// references; of a raw file they have to be told what it is.
 QStringList inputArguments(const QString& path);
 
-/// A checksum for each frame of a stream, "v" or "a". With `copied` of the packets as they lie in
-/// the file, otherwise of the decoded picture. An error of ffmpeg is in the list as well.
-QStringList frameChecksums(const QString& path, const QString& stream, bool copied);
+using Checksums = std::vector<std::string>;
+/// The checksums of the first so many pictures (the whole file has less: of these). With `copied`
+/// of the packets as they lie in the file, otherwise of what they decode to.
+Checksums pictureChecksums(const QString& path, int count, bool copied = false);
+
+/// What ffmpeg has to say when it decodes all picture and sound of a movie; nothing is good.
+std::string warningsOf(const QString& path);
 
 /// All sound, decoded, as 16-bit big-endian stereo.
 QByteArray decodedSound(const QString& path);

@@ -5,6 +5,7 @@
 #include <QDir>
 #include <QFile>
 #include <algorithm>
+#include <cmath>
 
 #include "MovieReaders.h"
 #include "storage/DVDescriptions.h"
@@ -41,6 +42,9 @@ Material generated(bool isPAL) {
     Material material{isPAL ? u"generated PAL"_s : u"generated NTSC"_s, isPAL, contentsOf(path),
                       decodedSound(path)};
     EXPECT_GT(material.frames(), 50);
+    // ffmpeg counts frames and samples by slightly different rates.
+    const auto samples = static_cast<qsizetype>(std::ceil(material.seconds() * 48000));
+    material.sound = material.sound.leftJustified(samples * 4, '\0');
     return material;
 }
 
@@ -97,10 +101,31 @@ const std::vector<Material>& allMaterial() {
     return all;
 }
 
-RecordedMovies::RecordedMovies(const Material& material) : mMaterial(material) {}
+RecordedMovies::RecordedMovies(const Material& material) : mMaterial(material) {
+    mPlace = mFolder.filePath(u"here"_s);
+    EXPECT_TRUE(QDir().mkpath(mPlace));
+}
+
+void RecordedMovies::setNames(const QString& name, const QString& rawFolder,
+                              const QString& movieFolder) {
+    mName = name;
+    mRawFolder = rawFolder;
+    mMovieFolder = movieFolder;
+    EXPECT_TRUE(QDir(mPlace).mkpath(u"./"_s + rawFolder));
+    EXPECT_TRUE(QDir(mPlace).mkpath(u"./"_s + movieFolder));
+}
+
+void RecordedMovies::moveFolder() {
+    const QString there = mFolder.filePath(u"elsewhere/deep"_s);
+    EXPECT_TRUE(QDir().mkpath(mFolder.filePath(u"elsewhere"_s)));
+    EXPECT_TRUE(QDir().rename(mPlace, there));
+    mPlace = there;
+}
 
 QString RecordedMovies::path(const QString& extension) const {
-    return mFolder.filePath(u"Take 1."_s + extension);
+    const bool isRaw = extension == u"dv"_s || extension == u"aud"_s;
+    const QString folder = mPlace + u'/' + (isRaw ? mRawFolder : mMovieFolder);
+    return QDir::cleanPath(folder + u'/' + mName + u'.' + extension);
 }
 
 void RecordedMovies::writeRawFiles(int frames) {

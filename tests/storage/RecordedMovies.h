@@ -29,6 +29,10 @@ class RecordedMovies {
 public:
     explicit RecordedMovies(const Material& material);
 
+    /// The recording's name and, below its folder, the folders of raw files and of movies.
+    void setNames(const QString& name, const QString& rawFolder, const QString& movieFolder);
+    /// Gives the folder that holds everything another place.
+    void moveFolder();
     /// The raw files hold this much of the material.
     void writeRawFiles(int frames);
     void makeReferenceMovie(double seconds);
@@ -40,6 +44,10 @@ public:
 private:
     const Material& mMaterial;
     QTemporaryDir mFolder;
+    QString mPlace;  ///< in it
+    QString mName = QStringLiteral("Take 1");
+    QString mRawFolder;
+    QString mMovieFolder;
 };
 
 }  // namespace takebox::test

@@ -162,6 +162,17 @@ Media* NewTrackMedia(Track* track, FourCharCode type, std::int32_t timeScale) {
     return track->media.get();
 }
 
+Status AddMediaSampleDescription(Media* media, const SampleDescription& description) {
+    if (media == nullptr) {
+        return remember(kInvalidMedia);
+    }
+    if (!describes(description, media->type)) {
+        return remember(kParameterError);
+    }
+    [[maybe_unused]] const std::uint32_t index = indexOf(*media, description);
+    return remember(kNoError);
+}
+
 Status AddMediaDataRef(Media* media, const AliasRecord& alias) {
     if (media == nullptr) {
         return remember(kInvalidMedia);

@@ -43,6 +43,10 @@ namespace takebox::movietoolbox {
 /// @return null on failure (also for a track that has one); GetMoviesError() says why.
 [[nodiscard]] Media* NewTrackMedia(Track* track, FourCharCode type, std::int32_t timeScale);
 
+/// Says what the samples of a media are, before there is one: readers want to know it also of a
+/// media that remains without samples.
+[[nodiscard]] Status AddMediaSampleDescription(Media* media, const SampleDescription& description);
+
 /// Makes the samples of a media lie in another file. Before its first sample, and once.
 [[nodiscard]] Status AddMediaDataRef(Media* media, const AliasRecord& alias);
 
