@@ -15,14 +15,17 @@ AVCDevice* AVCDeviceController::deviceAtIndex(int index) const {
 }
 
 AVCDevice* AVCDeviceController::findDeviceByGuid(std::uint64_t guid) const {
-    const auto found = std::find_if(mDevices.begin(), mDevices.end(),
-                                    [guid](const auto& device) { return device->guid() == guid; });
+    const auto found = std::find_if(mDevices.begin(), mDevices.end(), [guid](const auto& device) {
+        return device && device->guid() == guid;
+    });
     return found != mDevices.end() ? found->get() : nullptr;
 }
 
 void AVCDeviceController::addDevice(std::unique_ptr<AVCDevice> device) {
     mDevices.push_back(std::move(device));
-    deviceChanged(*mDevices.back());
+    if (mDevices.back()) {
+        deviceChanged(*mDevices.back());
+    }
 }
 
 void AVCDeviceController::deviceChanged(AVCDevice& device) {

@@ -38,7 +38,8 @@ public:
     /// Null when no device has the GUID; attached or not.
     [[nodiscard]] AVCDevice* findDeviceByGuid(std::uint64_t guid) const;
 
-    /// For backends: takes over a new record and notifies. Records are never removed.
+    /// For backends: takes over a new record and notifies. Records are never removed. Null keeps an
+    /// index for a device whose record cannot be made.
     void addDevice(std::unique_ptr<AVCDevice> device);
     /// For backends: notifies that a record has changed.
     void deviceChanged(AVCDevice& device);
