@@ -11,7 +11,7 @@ namespace takebox {
 
 /// "Name 1", "Name 2" ...: the next name to try when a recording's file exists already.
 [[nodiscard]] inline QString numberedName(const QString& name, int counter) {
-    return QStringLiteral("%1 %2").arg(name).arg(counter);
+    return name + QLatin1Char(' ') + QString::number(counter);
 }
 
 }  // namespace takebox
