@@ -290,12 +290,16 @@ std::int16_t CDVDevice::startRecordingWithPreAllocationDuration(double /*duratio
 
 void CDVDevice::openRawFiles() {
     mCurrentRecordingFilePath = mRawCapturePath;
+    mRecordedAudioFrames = 0;
+    if (mCurrentRecordingFilePath.isNull()) {
+        logMessage("No name for the raw files can be used; they are not recorded");
+        return;
+    }
     mDVOutputFile = openRawFile(BufferedFile::initVideoBufferedFileWithPath(
         mCurrentRecordingFilePath + QStringLiteral(".dv"), frameSize(), kVideoBlocksPerBuffer));
     mAudioOutputFile = openRawFile(BufferedFile::initAudioBufferedFileWithPath(
         mCurrentRecordingFilePath + QStringLiteral(".aud"), mAudioFrameSize,
         kAudioBlocksPerBuffer));
-    mRecordedAudioFrames = 0;
 }
 
 void CDVDevice::initializeSelfContainedMovieAtPath(const QString& path,

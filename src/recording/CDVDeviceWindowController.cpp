@@ -191,8 +191,10 @@ void CDVDeviceWindowController::writeReferenceMovie(const QString& path, const Q
     movie.setDuration(_settings->referenceMovieDuration());
     movie.setDropFrame(false);
     movie.setMovieFilePath(path);
-    movie.setVideoFilePath(rawPath + QStringLiteral(".dv"));
-    movie.setAudioFilePath(rawPath + QStringLiteral(".aud"), 0);
+    if (!rawPath.isNull()) {
+        movie.setVideoFilePath(rawPath + QStringLiteral(".dv"));
+        movie.setAudioFilePath(rawPath + QStringLiteral(".aud"), 0);
+    }
     movie.setAudioChunkSize(kReferenceAudioChunkSize, 0);
     movie.setAudioTimeScale(kAudioSampleRate, 0);
     movie.setAudioTracksCount(1);

@@ -136,6 +136,10 @@ public:
     /// What the remaining-disk-time field shows.
     [[nodiscard]] QString remainingDiskSpaceAsTimecode() const;
     [[nodiscard]] CDVDeviceSettings& settings() { return *_settings; }
+    /// The reference movie of the latest start that made one, written already; else null.
+    [[nodiscard]] std::shared_ptr<const QuickTimeMovie> currentReferenceMovie() const {
+        return _currentReferenceMovie;
+    }
     /// Paths of the movies of the latest start; null when none was made.
     [[nodiscard]] const QString& currentReferenceMoviePath() const {
         return mCurrentReferenceMoviePath;
