@@ -56,6 +56,11 @@ void Command::setCommandString(const QString& word) {
     _commandString = word.toUpper();
 }
 
+void Command::setArgument(const QString& argument) {
+    // No argument is an empty text, not an absent one: it may become a recording's name.
+    _argument = argument.isNull() ? QStringLiteral("") : argument;
+}
+
 void Command::setResponseString(const QString& text) {
     setResponseData((text.isNull() ? QStringLiteral("(null)") : text).toUtf8() + "\n\r");
 }

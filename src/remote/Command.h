@@ -27,7 +27,7 @@ public:
         QByteArrayView bytes, std::shared_ptr<TCPConnection> connection);
 
     void setCommandString(const QString& word);  ///< Stored in upper case.
-    void setArgument(const QString& argument) { _argument = argument; }
+    void setArgument(const QString& argument);
     void setDeviceIndex(std::int32_t index) { _deviceIndex = index; }
 
     [[nodiscard]] QString commandString() const { return _commandString; }

@@ -104,13 +104,6 @@ Reply readReply(const SocketHandle& connection) {
 
 }  // namespace
 
-void blockAlarmSignal() {
-    sigset_t alarm;
-    sigemptyset(&alarm);
-    sigaddset(&alarm, SIGALRM);
-    pthread_sigmask(SIG_BLOCK, &alarm, nullptr);
-}
-
 std::int32_t TCPSwitch(const char* address, bool on, std::uint16_t port) {
     const SocketHandle connection = connectTo(address, port);
     if (!connection.isValid()) {

@@ -9,15 +9,12 @@
 ///
 /// Threads. One call at a time in the process: the time limit of a connection attempt is kept by
 /// the process's alarm clock. The calling thread lets SIGALRM in for as long as the attempt takes;
-/// every other thread must have it blocked, so that no other thread is interrupted in its stead.
-/// blockAlarmSignal() at the start of main() sees to that, since threads inherit it.
+/// every other thread must have it blocked, so that no other is interrupted in its stead: it is
+/// blocked before the first thread starts, and threads inherit that.
 namespace takebox {
 
 inline constexpr std::uint16_t kPlayoutPort = 1025;
 inline constexpr unsigned kPlayoutConnectSeconds = 2;
-
-/// Blocks SIGALRM in the calling thread and in those that it will start.
-void blockAlarmSignal();
 
 /// Sends "SL" (on) or "SB" (off) and waits, without a time limit, for the reply or for the system
 /// to close the connection.
