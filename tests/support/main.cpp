@@ -5,12 +5,14 @@
 
 #include "platform/log/Log.h"
 
-// Every test program has a HOME of its own and an event loop to run.
+// Every test program has a HOME of its own, no session bus (where the user's own recorder may be)
+// and an event loop to run.
 int main(int argc, char** argv) {
     const QTemporaryDir home;
     qputenv("HOME", home.path().toUtf8());
     qunsetenv("XDG_DATA_HOME");
     qunsetenv("XDG_CONFIG_HOME");
+    qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/dev/null");
     QCoreApplication application(argc, argv);
     ::testing::InitGoogleTest(&argc, argv);
     const int result = RUN_ALL_TESTS();

@@ -11,6 +11,7 @@ int main(int argc, char** argv) {
     qputenv("HOME", home.path().toUtf8());
     qunsetenv("XDG_DATA_HOME");
     qunsetenv("XDG_CONFIG_HOME");
+    qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/dev/null");
     qputenv("QT_QPA_PLATFORM", "offscreen");
     QApplication application(argc, argv);
     ::testing::InitGoogleTest(&argc, argv);
