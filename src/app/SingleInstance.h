@@ -1,0 +1,22 @@
+#pragma once
+
+#include <QStringList>
+#include <cstdint>
+
+namespace takebox {
+
+/// One program for a user's session: two would fight for the control port and the devices.
+class SingleInstance {
+public:
+    enum class Outcome : std::uint8_t {
+        kFirst,       ///< this is the one: go on (also without a session bus)
+        kHandedOver,  ///< another one runs and has taken over our arguments: end
+        kNoAnswer,    ///< another one runs but does not answer (logged): end with a failure
+    };
+
+    /// Claims the program's name on the session bus or, where it is taken, hands the arguments over
+    /// to its owner. May wait for some seconds. Before the devices are opened.
+    [[nodiscard]] static Outcome claim(const QStringList& arguments);
+};
+
+}  // namespace takebox
