@@ -6,6 +6,9 @@
 #include <QFileInfo>
 #include <utility>
 
+#include "app/CActionsManager.h"
+#include "app/ScriptableDecks.h"
+#include "app/ScriptingService.h"
 #include "app/UserInterface.h"
 #include "capture/PreferenceKeys.h"
 #include "platform/avc/virtualdeck/VirtualDeckBackend.h"
@@ -40,16 +43,23 @@ void CTapedeckApplication::initialize() {
 CTapedeckApplication::CTapedeckApplication(Options options, UserInterface& interface)
     : mOptions(std::move(options)),
       mInterface(interface),
-      mScheduledDecks(std::make_unique<DeviceListDecks>()) {
+      mScheduledDecks(std::make_unique<DeviceListDecks>()),
+      mScriptDecks(std::make_unique<ScriptableDecks>()),
+      mScriptSupervisor(interface.makeScriptSupervisor()) {
+    gActionsManager =
+        std::make_unique<CActionsManager>(Clock::system(), *mScriptSupervisor, mScriptDecks.get());
+    gActionsManager->loadActions();
     gScheduler = std::make_unique<CScheduler>(Clock::system(), *mScheduledDecks);
     gSchedulingEvents = std::make_unique<SchedulingEvents>();
 }
 
 CTapedeckApplication::~CTapedeckApplication() {
+    mScriptingService.reset();
     mTCPServer.reset();
     gScheduler.reset();
     gDVDevicesController.reset();
     gSchedulingEvents.reset();
+    gActionsManager.reset();
     WriterThreads::waitUntilFinished();
 }
 
@@ -59,8 +69,10 @@ bool CTapedeckApplication::finishLaunching() {
     }
     gDVDevicesController =
         std::make_unique<CDVDevicesController>(makeBackends(), *this, Clock::system());
+    mScriptDecks->deviceListDidChange();
     if (!mOptions.recordSeconds) {
         startServer();
+        startScripting();
         readSchedulingEventsFromPreferences();
         gScheduler->start();
     }
@@ -108,7 +120,16 @@ void CTapedeckApplication::startServer() {
     }
 }
 
+void CTapedeckApplication::startScripting() {
+    mScriptingService = std::make_unique<ScriptingService>(*mScriptDecks);
+    connect(mScriptingService.get(), &ScriptingService::activated, this,
+            [this] { mInterface.activate(); });
+    // Without a bus the program runs on; that has been logged.
+    static_cast<void>(mScriptingService->start());
+}
+
 void CTapedeckApplication::terminate() {
+    gActionsManager->endRunningScript();
     if (gDVDevicesController) {
         // A store that cannot be written has been logged; quitting goes on.
         static_cast<void>(saveSchedulingEventsToPreferences());
@@ -153,6 +174,24 @@ void CTapedeckApplication::dockMenuStopAction(std::int32_t tag) {
     }
 }
 
+void CTapedeckApplication::handleStartRecording() {
+    if (const auto controller = controllerAtIndex(0)) {
+        controller->handleStartRecording();
+    }
+}
+
+void CTapedeckApplication::handleStopRecording() {
+    if (const auto controller = controllerAtIndex(0)) {
+        controller->handleStopRecording();
+    }
+}
+
+void CTapedeckApplication::handlePauseRecording() {
+    if (const auto controller = controllerAtIndex(0)) {
+        controller->handlePauseRecording();
+    }
+}
+
 void CTapedeckApplication::orderFrontStandardAboutPanel() {
     mInterface.orderFrontStandardAboutPanel();
 }
@@ -181,6 +220,7 @@ void CTapedeckApplication::setApplicationIcon(const QString& name) {
 
 void CTapedeckApplication::deviceListDidChange() {
     mInterface.deviceListDidChange();
+    mScriptDecks->deviceListDidChange();
     Q_EMIT deviceListChanged();
 }
 
@@ -201,8 +241,8 @@ std::int32_t CTapedeckApplication::switchPlayout(const QString& address, bool on
     return TCPSwitch(address.toUtf8().constData(), on);
 }
 
-bool CTapedeckApplication::executeActionWithName(const QString& /*name*/) {
-    return false;
+bool CTapedeckApplication::executeActionWithName(const QString& name) {
+    return gActionsManager->executeActionWithName(name);
 }
 
 void CTapedeckApplication::editScheduledEvents() {

@@ -14,6 +14,9 @@ namespace takebox {
 class CScheduler;
 class DeviceListDecks;
 class RemoteCommands;
+class ScriptSupervisor;
+class ScriptableDecks;
+class ScriptingService;
 class TCPServer;
 class UserInterface;
 
@@ -52,6 +55,11 @@ public:
     void dockMenuRecordAction(std::int32_t tag);
     void dockMenuStopAction(std::int32_t tag);
 
+    // Scripting commands that name no device go to the first one.
+    void handleStartRecording();
+    void handleStopRecording();
+    void handlePauseRecording();
+
     void orderFrontStandardAboutPanel();
     void showPreferencePanel();
 
@@ -86,6 +94,7 @@ Q_SIGNALS:
 private:
     [[nodiscard]] bool migratePreferences();
     void startServer();
+    void startScripting();
     [[nodiscard]] avc::AVCBackends makeBackends();
 
     Options mOptions;
@@ -93,6 +102,9 @@ private:
     std::unique_ptr<RemoteCommands> mRemoteCommands;  // answers what the server receives
     std::unique_ptr<TCPServer> mTCPServer;
     std::unique_ptr<DeviceListDecks> mScheduledDecks;
+    std::unique_ptr<ScriptableDecks> mScriptDecks;
+    std::unique_ptr<ScriptSupervisor> mScriptSupervisor;
+    std::unique_ptr<ScriptingService> mScriptingService;
 };
 
 }  // namespace takebox

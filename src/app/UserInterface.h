@@ -5,6 +5,8 @@
 #include <functional>
 #include <memory>
 
+#include "platform/scripting/ScriptSupervisor.h"
+
 namespace takebox {
 
 class CDVDeviceWindowController;
@@ -39,6 +41,11 @@ public:
     virtual void editScheduledEvents() = 0;
     virtual void showPreferencePanel() = 0;
     virtual void orderFrontStandardAboutPanel() = 0;
+
+    /// Watches over scripts; without a user to ask, long ones are ended.
+    virtual std::unique_ptr<ScriptSupervisor> makeScriptSupervisor() {
+        return std::make_unique<UnattendedScriptSupervisor>();
+    }
 
     /// Brings the windows of the program to the front, because it was started a second time.
     virtual void activate() = 0;

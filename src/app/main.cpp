@@ -7,8 +7,10 @@
 #include "app/HeadlessInterface.h"
 #include "app/Options.h"
 #include "app/RecordRun.h"
+#include "app/SingleInstance.h"
 #include "app/TerminationSignals.h"
 #include "platform/defaults/Defaults.h"
+#include "platform/log/Log.h"
 #include "platform/runloop/LogPump.h"
 #include "remote/RemoteTools.h"
 
@@ -38,6 +40,15 @@ int runRecording(const Options& options, UserInterface& interface) {
 }
 
 int runRecorder(const Options& options, UserInterface& interface) {
+    switch (SingleInstance::claim(QCoreApplication::arguments().mid(1))) {
+        case SingleInstance::Outcome::kFirst:
+            break;
+        case SingleInstance::Outcome::kHandedOver:
+            logMessage("The program runs already; its windows come to the front");
+            return 0;
+        case SingleInstance::Outcome::kNoAnswer:
+            return 1;
+    }
     CTapedeckApplication::initialize();
     CTapedeckApplication application(options, interface);
     const TerminationSignals signals([&application](int) { application.terminate(); });
