@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <map>
+#include <utility>
 
 #include "scheduling/ScheduledDecks.h"
 
@@ -50,6 +52,22 @@ bool isRunning(const CRecordingEvent& event, const ScheduledDecks& decks, const 
     const int index = decks.indexOfDeviceWithGUID(event.deviceGUID());
     return event.alreadyScheduled() && index >= 0 && decks.isRecording(index) &&
            occurrenceAt(event, now);
+}
+
+// The state of an event as long as the others of its device are left out of account.
+EventState stateOnItsOwn(const CRecordingEvent& event, const std::optional<Occurrence>& next,
+                         const ScheduledDecks& decks, const QDateTime& now) {
+    if (isRunning(event, decks, now)) {
+        return EventState::kRunning;
+    }
+    if (event.alreadyScheduled() && occurrenceAt(event, now)) {
+        return EventState::kDone;
+    }
+    if (!next) {
+        const bool isOnNoDay = !event.date().isValid() && !event.isAnyDaySelected();
+        return isOnNoDay || event.duration() <= 0 ? EventState::kNever : EventState::kDone;
+    }
+    return next->start <= now ? EventState::kWaiting : EventState::kScheduled;
 }
 
 QString textOfDay(QDate day, QDate today) {
@@ -110,25 +128,28 @@ std::shared_ptr<CRecordingEvent> nextEventOfDevice(std::uint64_t deviceGUID,
     return next;
 }
 
-EventState stateOfEvent(const CRecordingEvent& event, const SchedulingEvents& events,
-                        const ScheduledDecks& decks, const QDateTime& now) {
-    if (isRunning(event, decks, now)) {
-        return EventState::kRunning;
+std::vector<EventStatus> statusOfEvents(const SchedulingEvents& events, const ScheduledDecks& decks,
+                                        const QDateTime& now) {
+    std::vector<EventStatus> all;
+    std::map<std::uint64_t, QDateTime> nextOfDevices;
+    for (const auto& event : events) {
+        auto next = nextOccurrence(*event, now);
+        if (next && next->start > now) {
+            auto& earliest =
+                nextOfDevices.try_emplace(event->deviceGUID(), next->start).first->second;
+            earliest = std::min(earliest, next->start);
+        }
+        all.push_back({stateOnItsOwn(*event, next, decks, now),
+                       decks.indexOfDeviceWithGUID(event->deviceGUID()) < 0, std::move(next)});
     }
-    if (event.alreadyScheduled() && occurrenceAt(event, now)) {
-        return EventState::kDone;
+    for (std::size_t i = 0; i < all.size(); ++i) {
+        auto& status = all[i];
+        if (status.state == EventState::kScheduled &&
+            status.next->start == nextOfDevices[events[i]->deviceGUID()]) {
+            status.state = EventState::kNext;
+        }
     }
-    const auto occurrence = nextOccurrence(event, now);
-    if (!occurrence) {
-        const bool isOnNoDay = !event.date().isValid() && !event.isAnyDaySelected();
-        return isOnNoDay || event.duration() <= 0 ? EventState::kNever : EventState::kDone;
-    }
-    if (occurrence->start <= now) {
-        return EventState::kWaiting;
-    }
-    return nextEventOfDevice(event.deviceGUID(), events, now).get() == &event
-               ? EventState::kNext
-               : EventState::kScheduled;
+    return all;
 }
 
 QString titleOfEvent(const CRecordingEvent& event) {
@@ -162,6 +183,10 @@ QString textOfWait(qint64 seconds) {
     return Text::tr("now");
 }
 
+QString textOfWaitUntil(const QDateTime& start, const QDateTime& now) {
+    return textOfWait((now.msecsTo(start) + 999) / 1000);
+}
+
 QString scheduleOfDevice(std::uint64_t deviceGUID, const SchedulingEvents& events,
                          const ScheduledDecks& decks, const QDateTime& now) {
     QStringList lines;
@@ -182,11 +207,9 @@ QString scheduleOfDevice(std::uint64_t deviceGUID, const SchedulingEvents& event
         lines.append(Text::tr("\"%1\" is due and waits for the device").arg(titleOfEvent(*next)));
         return lines.join(u'\n');
     }
-    // Milliseconds up: the count reaches "now" with the event and not a second before.
-    const qint64 wait = (now.msecsTo(occurrence->start) + 999) / 1000;
     lines.append(Text::tr("Next: \"%1\" %2 at %3, in %4")
                      .arg(titleOfEvent(*next), textOfDay(occurrence->start.date(), now.date()),
-                          textOfTime(occurrence->start), textOfWait(wait)));
+                          textOfTime(occurrence->start), textOfWaitUntil(occurrence->start, now)));
     return lines.join(u'\n');
 }
 

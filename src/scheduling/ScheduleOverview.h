@@ -4,6 +4,7 @@
 #include <QString>
 #include <cstdint>
 #include <optional>
+#include <vector>
 
 #include "scheduling/SchedulingEvents.h"
 
@@ -33,8 +34,16 @@ enum class EventState {
                                                        const QDateTime& now);
 
 /// How an event of the list stands.
-[[nodiscard]] EventState stateOfEvent(const CRecordingEvent& event, const SchedulingEvents& events,
-                                      const ScheduledDecks& decks, const QDateTime& now);
+struct EventStatus {
+    EventState state;
+    bool isDeviceAbsent;
+    std::optional<Occurrence> next;
+};
+
+/// The status of every event of the list, in its order.
+[[nodiscard]] std::vector<EventStatus> statusOfEvents(const SchedulingEvents& events,
+                                                      const ScheduledDecks& decks,
+                                                      const QDateTime& now);
 
 /// The event of the device that is due next; null when there is none.
 [[nodiscard]] std::shared_ptr<CRecordingEvent> nextEventOfDevice(std::uint64_t deviceGUID,
@@ -46,6 +55,10 @@ enum class EventState {
 
 /// A length of time in its two largest units, such as "2 h 5 min"; "now" below a second.
 [[nodiscard]] QString textOfWait(qint64 seconds);
+
+/// The same for the time that is left until a start; it reaches "now" with it and not a second
+/// before.
+[[nodiscard]] QString textOfWaitUntil(const QDateTime& start, const QDateTime& now);
 
 /// What the schedule has for a device, for the tool tip of its window: the event that runs, and the
 /// next one with the time that is left until it. One line each.

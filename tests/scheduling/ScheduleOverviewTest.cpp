@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <QLocale>
+#include <algorithm>
 
 #include "scheduling/FakeDecks.h"
 #include "support/ManualClock.h"
@@ -32,7 +33,8 @@ protected:
         return event;
     }
     [[nodiscard]] EventState state(const std::shared_ptr<CRecordingEvent>& event) const {
-        return stateOfEvent(*event, events, decks, now);
+        const auto place = std::ranges::find(events, event) - events.begin();
+        return statusOfEvents(events, decks, now).at(static_cast<std::size_t>(place)).state;
     }
     [[nodiscard]] std::string schedule() const {
         return scheduleOfDevice(1, events, decks, now).toStdString();

@@ -1,0 +1,274 @@
+#include "scheduling/window/CSchedulingWindowController.h"
+
+#include <QApplication>
+#include <QDialog>
+#include <QFile>
+#include <QFileDialog>
+#include <QHeaderView>
+#include <QLabel>
+#include <QPushButton>
+#include <QShortcut>
+#include <QSortFilterProxyModel>
+#include <QStyle>
+#include <QTableView>
+#include <QUiLoader>
+#include <algorithm>
+#include <cstdlib>
+
+#include "platform/log/Log.h"
+#include "scheduling/CScheduler.h"
+#include "scheduling/ScheduledDecks.h"
+#include "scheduling/window/ScheduledEventsModel.h"
+
+// The macro names a function outside every namespace.
+static void registerWindowResources() {
+    Q_INIT_RESOURCE(scheduling_window);
+}
+
+namespace takebox {
+namespace {
+
+constexpr double kRefreshInterval = 1.0;
+// A long list is not measured whole for the width of its columns.
+constexpr int kRowsToMeasure = 100;
+
+std::unique_ptr<QWidget> loadWindow(const QString& name, QWidget* parent) {
+    registerWindowResources();
+    QFile file(QStringLiteral(":/windows/%1.ui").arg(name));
+    QUiLoader loader;
+    std::unique_ptr<QWidget> window;
+    if (file.open(QIODevice::ReadOnly)) {
+        window.reset(loader.load(&file, parent));
+    }
+    if (!window) {
+        // The window is built into the program: only a broken build lacks it.
+        logMessage("Window \"%s\" could not be loaded: %s", qUtf8Printable(name),
+                   qUtf8Printable(loader.errorString()));
+        std::abort();
+    }
+    return window;
+}
+
+}  // namespace
+
+CSchedulingWindowController::CSchedulingWindowController(ScheduledDecks& decks, Clock& clock)
+    : mDecks(decks),
+      mClock(clock),
+      mBeep(&QApplication::beep),
+      mChooseFolder([this](const QString& title, const QString& folder) {
+          return QFileDialog::getExistingDirectory(eventSheetWindow, title, folder);
+      }),
+      mWindow(loadWindow(QStringLiteral("Scheduling"), nullptr)) {
+    // Owned by the window.
+    eventSheetWindow = qobject_cast<QDialog*>(
+        loadWindow(QStringLiteral("SchedulingEvent"), mWindow.get()).release());
+    awakeFromNib();
+}
+
+CSchedulingWindowController::~CSchedulingWindowController() {
+    mClock.cancel(mRefreshTimer);
+}
+
+void CSchedulingWindowController::awakeFromNib() {
+    awakeListFromNib();
+    awakeSheetFromNib();
+    if (gScheduler) {
+        connect(gScheduler.get(), &CScheduler::scheduleEventsChanged, this,
+                &CSchedulingWindowController::scheduleEventsChanged);
+    }
+    mRefreshTimer = mClock.callEvery(kRefreshInterval, [this] {
+        if (mWindow->isVisible()) {
+            mModel->refreshStates();
+        }
+    });
+}
+
+void CSchedulingWindowController::awakeListFromNib() {
+    using Controller = CSchedulingWindowController;
+    const auto button = [this](const char* name, void (Controller::*action)()) {
+        auto* const found = mWindow->findChild<QPushButton*>(QString::fromLatin1(name));
+        connect(found, &QPushButton::clicked, this, action);
+        return found;
+    };
+    button("addEventButton", &Controller::addEventButtonPushed);
+    editEventButton = button("editEventButton", &Controller::editEventButtonPushed);
+    deleteEventButton = button("deleteEventButton", &Controller::deleteEventButtonPushed);
+    undoDeleteButton = button("undoDeleteButton", &Controller::undoDeleteButtonPushed);
+    connect(mWindow->findChild<QPushButton*>(QStringLiteral("closeButton")), &QPushButton::clicked,
+            mWindow.get(), &QWidget::close);
+    noticeIcon = mWindow->findChild<QLabel*>(QStringLiteral("noticeIcon"));
+    noticeLabel = mWindow->findChild<QLabel*>(QStringLiteral("noticeLabel"));
+    awakeTable();
+    eventsDidChange();
+}
+
+void CSchedulingWindowController::awakeTable() {
+    eventsTableView = mWindow->findChild<QTableView*>(QStringLiteral("eventsTableView"));
+    mModel = std::make_unique<ScheduledEventsModel>(mDecks, mClock, this).release();
+    arrayController = std::make_unique<QSortFilterProxyModel>(this).release();
+    arrayController->setSourceModel(mModel);
+    arrayController->setSortRole(ScheduledEventsModel::kSortRole);
+    arrayController->setSortCaseSensitivity(Qt::CaseInsensitive);
+    arrayController->setSortLocaleAware(true);
+    eventsTableView->setModel(arrayController);
+    eventsTableView->horizontalHeader()->setResizeContentsPrecision(kRowsToMeasure);
+    // A third click on a header gives back the user's own order, in which the window begins.
+    eventsTableView->horizontalHeader()->setSortIndicatorClearable(true);
+    eventsTableView->sortByColumn(-1, Qt::AscendingOrder);
+    eventsTableView->horizontalHeader()->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
+
+    using Controller = CSchedulingWindowController;
+    connect(eventsTableView, &QTableView::doubleClicked, this, &Controller::doubleClick);
+    connect(eventsTableView->selectionModel(), &QItemSelectionModel::selectionChanged, this,
+            &Controller::showSelection);
+    const auto shortcut = [this](const QKeySequence& keys, void (Controller::*action)()) {
+        // Owned by the table.
+        auto* const added = std::make_unique<QShortcut>(keys, eventsTableView).release();
+        added->setContext(Qt::WidgetShortcut);
+        connect(added, &QShortcut::activated, this, action);
+    };
+    shortcut(Qt::Key_Return, &Controller::editEventButtonPushed);
+    shortcut(Qt::Key_Enter, &Controller::editEventButtonPushed);
+    shortcut(QKeySequence::Delete, &Controller::deleteEventButtonPushed);
+}
+
+void CSchedulingWindowController::showWindow() {
+    eventsDidChange();
+    mWindow->show();
+    mWindow->raise();
+    mWindow->activateWindow();
+    eventsTableView->setFocus();
+}
+
+const SchedulingEvents& CSchedulingWindowController::scheduledEvents() {
+    static const SchedulingEvents none;
+    return gSchedulingEvents ? *gSchedulingEvents : none;
+}
+
+void CSchedulingWindowController::setScheduledEvents(const SchedulingEvents& events) {
+    if (gSchedulingEvents) {
+        *gSchedulingEvents = events;
+        eventsDidChange();
+    }
+}
+
+void CSchedulingWindowController::addEventButtonPushed() {
+    eventsTableView->clearSelection();
+    const auto event = std::make_shared<CRecordingEvent>();
+    event->setDate(mClock.localNow().date());
+    if (mDecks.countDevices() > 0) {
+        const auto deck = mDecks.deckAtIndex(0);
+        event->setDeviceGUID(deck->deviceGUID());
+        event->setRecordingName(deck->recordingName());
+        event->setReferenceMovieFolderPath(deck->referenceMovieFolderPath());
+        event->setSelfContainedMovieFolderPath(deck->selfContainedRecordingFolderPath());
+        event->setRawStreamsFolderPath(deck->rawRecordingFolderPath());
+        event->setCreateReferenceMovie(deck->createReferenceMovie());
+        event->setCreateSelfContainedMovie(deck->createSelfContainedMovie());
+    }
+    if (!editEvent(event)) {
+        return;
+    }
+    if (!event->isValid() || !gSchedulingEvents) {
+        mBeep();
+        return;
+    }
+    gSchedulingEvents->push_back(event);
+    // What the user has just typed is not to wait for the next edit.
+    static_cast<void>(saveSchedulingEventsToPreferences());
+    eventsDidChange();
+    select(event);
+}
+
+void CSchedulingWindowController::editEventButtonPushed() {
+    const auto event = selectedEvent();
+    if (event && editEvent(event)) {
+        eventsDidChange();
+        select(event);
+    }
+}
+
+void CSchedulingWindowController::deleteEventButtonPushed() {
+    const auto event = selectedEvent();
+    if (!event || !gSchedulingEvents) {
+        return;
+    }
+    const auto place = std::ranges::find(*gSchedulingEvents, event);
+    if (place == gSchedulingEvents->end()) {
+        return;
+    }
+    mDeletedEvent = event;
+    mDeletedPlace = static_cast<std::size_t>(place - gSchedulingEvents->begin());
+    const int row = eventsTableView->selectionModel()->selectedRows().front().row();
+    gSchedulingEvents->erase(place);
+    eventsDidChange();
+    eventsTableView->selectRow(std::min(row, arrayController->rowCount() - 1));
+}
+
+void CSchedulingWindowController::undoDeleteButtonPushed() {
+    const auto event = std::exchange(mDeletedEvent, nullptr);
+    if (!event || !gSchedulingEvents) {
+        return;
+    }
+    const auto place = std::min(mDeletedPlace, gSchedulingEvents->size());
+    gSchedulingEvents->insert(gSchedulingEvents->begin() + static_cast<std::ptrdiff_t>(place),
+                              event);
+    eventsDidChange();
+    select(event);
+}
+
+void CSchedulingWindowController::scheduleEventsChanged() {
+    mModel->refreshStates();
+}
+
+void CSchedulingWindowController::eventsDidChange() {
+    const auto selected = selectedEvent();
+    mModel->reload();
+    eventsTableView->resizeColumnsToContents();
+    select(selected);
+    showSelection();
+    showNotice();
+    Q_EMIT scheduledEventsChanged();
+}
+
+std::shared_ptr<CRecordingEvent> CSchedulingWindowController::selectedEvent() const {
+    const auto rows = eventsTableView->selectionModel()->selectedRows();
+    return rows.isEmpty() ? nullptr : mModel->eventAt(arrayController->mapToSource(rows[0]).row());
+}
+
+void CSchedulingWindowController::select(const std::shared_ptr<CRecordingEvent>& event) {
+    for (int row = 0; event && row < mModel->rowCount(); ++row) {
+        if (mModel->eventAt(row) == event) {
+            const auto index = arrayController->mapFromSource(mModel->index(row, 0));
+            eventsTableView->selectRow(index.row());
+            eventsTableView->scrollTo(index);
+        }
+    }
+}
+
+void CSchedulingWindowController::showSelection() {
+    const bool isSelected = selectedEvent() != nullptr;
+    editEventButton->setEnabled(isSelected);
+    deleteEventButton->setEnabled(isSelected);
+    undoDeleteButton->setVisible(mDeletedEvent != nullptr);
+}
+
+void CSchedulingWindowController::showNotice() {
+    QString notice;
+    auto picture = QStyle::SP_MessageBoxInformation;
+    if (mModel->rowCount() == 0) {
+        notice = tr("Nothing is scheduled. Add a recording to have it start and stop on its own.");
+    } else if (mModel->hasOverlaps()) {
+        notice =
+            tr("Some recordings of one device overlap. The later one starts when the earlier "
+               "one has ended.");
+        picture = QStyle::SP_MessageBoxWarning;
+    }
+    const int size = mWindow->style()->pixelMetric(QStyle::PM_SmallIconSize);
+    noticeIcon->setPixmap(mWindow->style()->standardIcon(picture).pixmap(size));
+    noticeIcon->setVisible(!notice.isEmpty());
+    noticeLabel->setVisible(!notice.isEmpty());
+    noticeLabel->setText(notice);
+}
+
+}  // namespace takebox
