@@ -1,0 +1,63 @@
+#include "PreviewView.h"
+
+#include <QPainter>
+
+namespace takebox {
+namespace {
+
+constexpr int kShade = 170;  // of 255, over a picture that is no longer live
+
+}  // namespace
+
+PreviewView::PreviewView(QWidget* parent) : QWidget(parent) {}
+
+void PreviewView::setImage(const QImage& image) {
+    mImage = image;
+    update();
+}
+
+void PreviewView::setNotice(const QString& headline, const QString& hint) {
+    if (headline != mHeadline || hint != mHint) {
+        mHeadline = headline;
+        mHint = hint;
+        setAccessibleDescription(headline.isEmpty() ? hint
+                                                    : headline + QStringLiteral(". ") + hint);
+        update();
+    }
+}
+
+QRectF PreviewView::imageRect() const {
+    const QSizeF size = QSizeF(mImage.size()).scaled(QSizeF(this->size()), Qt::KeepAspectRatio);
+    return {QPointF((width() - size.width()) / 2, (height() - size.height()) / 2), size};
+}
+
+void PreviewView::paintEvent(QPaintEvent* /*event*/) {
+    QPainter painter(this);
+    if (!mImage.isNull()) {
+        painter.setRenderHint(QPainter::SmoothPixmapTransform);
+        painter.drawImage(imageRect(), mImage);
+    }
+    if (!mHeadline.isEmpty()) {
+        painter.fillRect(rect(), QColor(0, 0, 0, kShade));
+        drawNotice(painter);
+    }
+}
+
+void PreviewView::drawNotice(QPainter& painter) const {
+    QFont large = font();
+    large.setBold(true);
+    large.setPixelSize(22);
+    QFont small = font();
+    small.setPixelSize(12);
+    const QRect area = rect().adjusted(12, 0, -12, 0);
+    painter.setPen(Qt::white);
+    painter.setFont(large);
+    painter.drawText(QRect(area.x(), 0, area.width(), height() / 2),
+                     Qt::AlignHCenter | Qt::AlignBottom, mHeadline);
+    painter.setPen(QColor(210, 210, 210));
+    painter.setFont(small);
+    painter.drawText(QRect(area.x(), height() / 2 + 6, area.width(), height() / 2 - 6),
+                     Qt::AlignHCenter | Qt::AlignTop | Qt::TextWordWrap, mHint);
+}
+
+}  // namespace takebox
