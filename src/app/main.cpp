@@ -9,6 +9,7 @@
 #include "app/RecordRun.h"
 #include "app/SingleInstance.h"
 #include "app/TerminationSignals.h"
+#include "app/desktop/DesktopInterface.h"
 #include "platform/defaults/Defaults.h"
 #include "platform/log/Log.h"
 #include "platform/runloop/LogPump.h"
@@ -65,6 +66,23 @@ int runHeadless(int argc, char** argv, const Options& options) {
                                  : runRecorder(options, interface);
 }
 
+int runDesktop(int argc, char** argv, const Options& options) {
+    const QApplication qtApplication(argc, argv);
+    nameApplication();
+    const LogPump logPump;
+    DesktopInterface interface;
+    CTapedeckApplication::initialize();
+    CTapedeckApplication application(options, interface);
+    interface.setApplication(&application);
+    const TerminationSignals signals([&application](int) { application.terminate(); });
+    if (application.finishLaunching()) {
+        interface.deviceListDidChange();
+    }
+    const int status = QCoreApplication::exec();
+    interface.setApplication(nullptr);
+    return status;
+}
+
 int runTool(int argc, char** argv, const Options& options) {
     const QCoreApplication application(argc, argv);
     nameApplication();
@@ -95,7 +113,9 @@ int run(int argc, char** argv) {
     if (isTool(*parsed.options)) {
         return runTool(argc, argv, *parsed.options);
     }
-    return runHeadless(argc, argv, *parsed.options);
+    return parsed.options->headless || parsed.options->recordSeconds
+               ? runHeadless(argc, argv, *parsed.options)
+               : runDesktop(argc, argv, *parsed.options);
 }
 
 }  // namespace

@@ -1,0 +1,182 @@
+#include "DesktopInterface.h"
+
+#include <QApplication>
+#include <QLocale>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QScreen>
+#include <algorithm>
+#include <utility>
+
+#include "TrayMenu.h"
+#include "app/CTapedeckApplication.h"
+#include "app/about/AboutPanel.h"
+#include "app/preferences/PreferenceController.h"
+#include "display/widgets/Icons.h"
+#include "display/widgets/Resources.h"
+#include "display/widgets/Theme.h"
+#include "recording/window/NoDeviceWindow.h"
+#include "recording/window/TapedeckWindow.h"
+
+namespace takebox {
+namespace {
+
+bool isRecordingAnywhere() {
+    return gDVDevicesController &&
+           std::ranges::any_of(gDVDevicesController->devices(), [](const auto& entry) {
+               return entry->device() && entry->device()->isRecording();
+           });
+}
+
+// Alerts do not block: the event loop, and with it every recording, goes on below them.
+QMessageBox* showAlert(QMessageBox::Icon icon, const QString& title, const QString& message) {
+    auto* alert =
+        std::make_unique<QMessageBox>(
+            icon, title, QStringLiteral("<b>%1</b>").arg(title.toHtmlEscaped()), QMessageBox::Ok)
+            .release();
+    alert->setInformativeText(message);
+    alert->setAttribute(Qt::WA_DeleteOnClose);
+    alert->setWindowModality(Qt::ApplicationModal);
+    alert->show();
+    return alert;
+}
+
+}  // namespace
+
+DesktopInterface::DesktopInterface() {
+    installTranslations(QLocale::system());
+    followDesktopTheme();
+    QApplication::setQuitOnLastWindowClosed(false);
+    connect(qApp, &QGuiApplication::lastWindowClosed, this, &DesktopInterface::lastWindowClosed);
+}
+
+DesktopInterface::~DesktopInterface() = default;
+
+void DesktopInterface::setApplication(CTapedeckApplication* application) {
+    mApplication = application;
+    mTrayMenu.reset();
+    if (application != nullptr) {
+        mTrayMenu = std::make_unique<TrayMenu>(*application);
+        connect(mTrayMenu.get(), &TrayMenu::activated, this, &DesktopInterface::activate);
+    }
+}
+
+void DesktopInterface::setSchedulingWindow(std::function<void()> show) {
+    mShowSchedulingWindow = std::move(show);
+}
+
+std::unique_ptr<DeviceWindow> DesktopInterface::makeDeviceWindow(
+    CDVDeviceWindowController& controller) {
+    return std::make_unique<TapedeckWindow>(controller, *this);
+}
+
+void DesktopInterface::showCriticalAlert(const QString& title, const QString& message) {
+    showAlert(QMessageBox::Critical, title, message);
+}
+
+void DesktopInterface::showInformationalAlert(const QString& title, const QString& message,
+                                              std::function<void()> dismissed) {
+    QMessageBox* alert = showAlert(QMessageBox::Information, title, message);
+    connect(alert, &QDialog::finished, this, [dismissed = std::move(dismissed)] { dismissed(); });
+}
+
+QRect DesktopInterface::visibleFrame() const {
+    const QScreen* screen = QGuiApplication::primaryScreen();
+    if (screen == nullptr) {
+        return {};
+    }
+    const QRect area = screen->availableGeometry();
+    const QRect whole = screen->geometry();
+    return {area.x(), whole.y() + whole.height() - (area.y() + area.height()), area.width(),
+            area.height()};
+}
+
+void DesktopInterface::setApplicationIcon(const QString& name) {
+    const QIcon icon = applicationIcon(name);
+    QApplication::setWindowIcon(icon);
+    if (mTrayMenu) {
+        mTrayMenu->setIcon(icon);
+    }
+}
+
+void DesktopInterface::deviceListDidChange() {
+    // The list may still be in the making; and a window cannot go while one of its menus is open.
+    QMetaObject::invokeMethod(this, &DesktopInterface::showWhetherThereIsADevice,
+                              Qt::QueuedConnection);
+}
+
+void DesktopInterface::showWhetherThereIsADevice() {
+    if (!gDVDevicesController) {
+        return;
+    }
+    if (gDVDevicesController->hasDVDevice()) {
+        mNoDeviceWindow.reset();
+        return;
+    }
+    if (!mNoDeviceWindow) {
+        mNoDeviceWindow = std::make_unique<NoDeviceWindow>(*this);
+    }
+    mNoDeviceWindow->show();
+}
+
+void DesktopInterface::activate() {
+    if (mNoDeviceWindow) {
+        mNoDeviceWindow->show();
+        mNoDeviceWindow->raise();
+        mNoDeviceWindow->activateWindow();
+    }
+    if (gDVDevicesController) {
+        for (const auto& entry : gDVDevicesController->devices()) {
+            entry->showWindow();
+        }
+    }
+}
+
+void DesktopInterface::editScheduledEvents() {
+    if (mShowSchedulingWindow) {
+        mShowSchedulingWindow();
+    }
+}
+
+void DesktopInterface::showPreferencePanel() {
+    if (!mPreferenceController) {
+        mPreferenceController = std::make_unique<PreferenceController>();
+    }
+    mPreferenceController->showWindow();
+}
+
+void DesktopInterface::orderFrontStandardAboutPanel() {
+    if (!mAboutPanel) {
+        mAboutPanel = std::make_unique<AboutPanel>();
+    }
+    mAboutPanel->orderFront(CTapedeckApplication::versionText());
+}
+
+void DesktopInterface::terminate() {
+    if (mApplication == nullptr) {
+        return;
+    }
+    if (!isRecordingAnywhere()) {
+        mApplication->terminate();
+        return;
+    }
+    QMessageBox* alert = showAlert(QMessageBox::Warning, tr("Quit and end the recording?"),
+                                   tr("What has been recorded so far is kept."));
+    alert->setStandardButtons(QMessageBox::Cancel);
+    const QPushButton* quit = alert->addButton(tr("&Quit"), QMessageBox::AcceptRole);
+    alert->setDefaultButton(QMessageBox::Cancel);
+    connect(quit, &QPushButton::clicked, this, [this] {
+        if (mApplication != nullptr) {
+            mApplication->terminate();
+        }
+    });
+}
+
+void DesktopInterface::lastWindowClosed() {
+    // Without a tray icon nobody could bring the windows back.
+    if (mApplication != nullptr && !mTrayMenu->isShown() && !isRecordingAnywhere()) {
+        mApplication->terminate();
+    }
+}
+
+}  // namespace takebox

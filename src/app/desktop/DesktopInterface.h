@@ -1,0 +1,62 @@
+#pragma once
+
+#include <QObject>
+#include <memory>
+
+#include "app/UserInterface.h"
+#include "recording/window/ApplicationCommands.h"
+
+namespace takebox {
+
+class AboutPanel;
+class CTapedeckApplication;
+class NoDeviceWindow;
+class PreferenceController;
+class TrayMenu;
+
+/// The program on a desktop: its windows, alerts, menus and tray icon. Made and destroyed on the
+/// main thread, around the application object.
+class DesktopInterface final : public QObject, public UserInterface, public ApplicationCommands {
+    Q_OBJECT
+
+public:
+    DesktopInterface();
+    ~DesktopInterface() override;
+
+    /// The application that this interface serves; null before it is made and when it goes.
+    void setApplication(CTapedeckApplication* application);
+
+    /// What opens the scheduling window.
+    void setSchedulingWindow(std::function<void()> show);
+
+    // UserInterface
+    std::unique_ptr<DeviceWindow> makeDeviceWindow(CDVDeviceWindowController& controller) override;
+    void showCriticalAlert(const QString& title, const QString& message) override;
+    void showInformationalAlert(const QString& title, const QString& message,
+                                std::function<void()> dismissed) override;
+    [[nodiscard]] QRect visibleFrame() const override;
+    void setApplicationIcon(const QString& name) override;
+    void deviceListDidChange() override;
+    void activate() override;
+
+    // UserInterface and ApplicationCommands
+    void editScheduledEvents() override;
+    void showPreferencePanel() override;
+    void orderFrontStandardAboutPanel() override;
+
+    /// Quits, and asks first when that ends a recording.
+    void terminate() override;
+
+private:
+    void showWhetherThereIsADevice();
+    void lastWindowClosed();
+
+    CTapedeckApplication* mApplication = nullptr;
+    std::function<void()> mShowSchedulingWindow;
+    std::unique_ptr<TrayMenu> mTrayMenu;
+    std::unique_ptr<NoDeviceWindow> mNoDeviceWindow;
+    std::unique_ptr<PreferenceController> mPreferenceController;
+    std::unique_ptr<AboutPanel> mAboutPanel;
+};
+
+}  // namespace takebox

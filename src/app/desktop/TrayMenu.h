@@ -1,0 +1,36 @@
+#pragma once
+
+#include <QMenu>
+#include <QSystemTrayIcon>
+
+namespace takebox {
+
+class CTapedeckApplication;
+
+/// The program's icon in the tray: it shows whether a deck records, and its menu has Record and
+/// Stop for each. Main thread.
+class TrayMenu : public QObject {
+    Q_OBJECT
+
+public:
+    /// @param application must outlive the tray menu.
+    explicit TrayMenu(CTapedeckApplication& application);
+
+    void setIcon(const QIcon& icon);
+    /// Whether the desktop shows the icon.
+    [[nodiscard]] bool isShown() const;
+    [[nodiscard]] QMenu& menu() { return mMenu; }
+
+Q_SIGNALS:
+    /// The icon itself was clicked.
+    void activated();
+
+private:
+    void fill();
+
+    CTapedeckApplication& mApplication;
+    QMenu mMenu;
+    QSystemTrayIcon mIcon;
+};
+
+}  // namespace takebox
