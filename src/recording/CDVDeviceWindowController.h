@@ -156,7 +156,9 @@ public:
     [[nodiscard]] DeviceWindowOutlets& outlets() { return mOutlets; }
     [[nodiscard]] const QImage& previewImage() const { return mPreviewImage; }
     void setPreviewImage(const QImage& image) override;
-    [[nodiscard]] bool wantsPreviewImage() const override { return mWindow != nullptr; }
+    [[nodiscard]] bool wantsPreviewImage() const override {
+        return mWindow != nullptr && mWindow->isShowing();
+    }
     void deviceDidStopRecording() override;
     void updateElapsedTime();
     void updateRemainingSpace();

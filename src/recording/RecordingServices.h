@@ -21,6 +21,8 @@ public:
     /// Top-left corner, with y growing upwards from the bottom of the screen.
     virtual void setFrameTopLeftPoint(int x, int y) = 0;
     virtual void show() = 0;
+    /// Whether a picture in the window could be seen now.
+    [[nodiscard]] virtual bool isShowing() const { return true; }
     virtual void showSettingsSheet() = 0;
     virtual void closeSettingsSheet() = 0;
     /// Lets the user choose one folder, beginning at `folder`; calls back only when one was chosen.

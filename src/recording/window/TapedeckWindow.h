@@ -31,6 +31,7 @@ public:
     [[nodiscard]] QRect frame() const override;
     void setFrameTopLeftPoint(int x, int y) override;
     void show() override;
+    [[nodiscard]] bool isShowing() const override { return isVisible() && !isMinimized(); }
     void showSettingsSheet() override;
     void closeSettingsSheet() override;
     void chooseFolder(const QString& title, const QString& folder,
