@@ -119,6 +119,20 @@ TEST(VirtualDeckFault, silencesTheOldStreamForGood) {
     EXPECT_TRUE(collector.frames()[5].bytes == signalFrame(DVStandard::kNTSC, 5, kLabel));
 }
 
+TEST(VirtualDeckFault, leavesTheDeckAsTheLastOneSays) {
+    FrameCollector collector(u"ntsc,cue=yes"_s);
+    ASSERT_EQ(collector.start(), 0);
+    collector.deck().disappear();
+    collector.deck().reappear();
+    EXPECT_TRUE(waitUntil([&] { return collector.deviceChanges == 3; })) << "gone and back";
+    EXPECT_TRUE(collector.deck().isAttached());
+    EXPECT_EQ(collector.closeRequests, 1);
+    collector.deck().reappear();
+    collector.deck().disappear();
+    EXPECT_TRUE(waitUntil([&] { return collector.deviceChanges == 4; }));
+    EXPECT_FALSE(collector.deck().isAttached());
+}
+
 TEST(VirtualDeckFault, isForgottenWithTheDeck) {
     FrameCollector collector(u"ntsc,speed=20,fault=vanish@1:1"_s);
     ASSERT_EQ(collector.start(), 0);

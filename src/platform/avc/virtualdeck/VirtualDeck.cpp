@@ -22,14 +22,12 @@ VirtualDeck::VirtualDeck(const Identity& identity, const VirtualDeckSettings& se
     : AVCDevice(identity.guid),
       mController(controller),
       mNumber(identity.number),
-      mSpeed(settings.speed) {
+      mSpeed(settings.speed),
+      mNews([this](const DeckNews::Items& items) { tellNews(items); }) {
     setDeviceName(identity.name);
     setDVCapabilities(true, false);
     setDVMode(tape->dvMode());
     setAttached(true);
-    mReturn.setSingleShot(true);
-    mReturn.setTimerType(Qt::PreciseTimer);
-    QObject::connect(&mReturn, &QTimer::timeout, [this] { returnToBus(); });
     mTape.source = std::move(tape);
     mTape.loop = settings.loop;
     mTape.state = settings.cue ? TapeState::kParked : TapeState::kPlaying;
@@ -38,9 +36,16 @@ VirtualDeck::VirtualDeck(const Identity& identity, const VirtualDeckSettings& se
                      [](const auto& a, const auto& b) { return a.frame < b.frame; });
 }
 
+VirtualDeck::~VirtualDeck() {
+    Clock::system().cancel(mReturnTimer);
+}
+
 int VirtualDeck::openDevice(AVCDeviceMessageProc messageProc, void* refCon) {
     if (!isAttached()) {
         return ENODEV;
+    }
+    if (!mNews.isValid() || !mTape.timer.isValid()) {
+        return EMFILE;
     }
     if (mIsOpen) {
         return EACCES;
@@ -70,7 +75,7 @@ void VirtualDeck::sendTapeCommand(std::uint8_t opcode, std::uint8_t operand,
     const int code = isAttached() ? answer(opcode, operand) : -ENODEV;
     if (result) {
         // Not bound to this deck: the answer comes even if the deck is gone by then.
-        MainThreadCalls::lasting().post([code, result = std::move(result)] { result(code); });
+        Clock::system().callLater(0, [code, result = std::move(result)] { result(code); });
     }
 }
 
@@ -107,25 +112,33 @@ void VirtualDeck::inject(DeckFault fault, std::uint32_t value) {
 }
 
 void VirtualDeck::requestClose() {
-    mMainThread.post([this] {
-        if (mMessageProc != nullptr) {
-            mMessageProc(this, kDeviceCloseRequest, 0, mMessageRefCon);
-        }
-    });
+    mNews.addCloseRequest();
 }
 
 void VirtualDeck::disappear(std::uint32_t frameTimes) {
     mTape.departures.fetch_add(1, std::memory_order_relaxed);
     mTape.timer.wake();
-    mMainThread.post([this, frameTimes] { leaveBus(frameTimes); });
+    mNews.addDeparture(frameTimes);
 }
 
 void VirtualDeck::reappear() {
-    mMainThread.post([this] { returnToBus(); });
+    mNews.addReturn();
 }
 
 bool VirtualDeck::claimTape() {
     return !std::exchange(mTapeIsClaimed, true);
+}
+
+void VirtualDeck::tellNews(const DeckNews::Items& items) {
+    for (std::uint32_t i = 0; i < items.closeRequests && mMessageProc != nullptr; ++i) {
+        mMessageProc(this, kDeviceCloseRequest, 0, mMessageRefCon);
+    }
+    if (items.hasLeft) {
+        leaveBus(items.frameTimesAway);
+    }
+    if (items.hasReturned) {
+        returnToBus();
+    }
 }
 
 void VirtualDeck::leaveBus(std::uint32_t frameTimes) {
@@ -139,13 +152,14 @@ void VirtualDeck::leaveBus(std::uint32_t frameTimes) {
     mController.deviceChanged(*this);
     if (frameTimes > 0) {
         const DVStandard standard = (dvMode() & 0x80) != 0 ? DVStandard::kPAL : DVStandard::kNTSC;
-        const std::chrono::nanoseconds away(FrameSchedule::duration(standard, frameTimes, mSpeed));
-        mReturn.start(std::chrono::ceil<std::chrono::milliseconds>(away));
+        const std::chrono::duration<double> away =
+            std::chrono::nanoseconds(FrameSchedule::duration(standard, frameTimes, mSpeed));
+        mReturnTimer = Clock::system().callLater(away.count(), [this] { returnToBus(); });
     }
 }
 
 void VirtualDeck::returnToBus() {
-    mReturn.stop();
+    Clock::system().cancel(std::exchange(mReturnTimer, 0));
     if (!isAttached()) {
         setAttached(true);
         mController.deviceChanged(*this);

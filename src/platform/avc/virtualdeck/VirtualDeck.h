@@ -1,13 +1,13 @@
 #pragma once
 
-#include <QTimer>
 #include <cstdint>
 #include <memory>
 
 #include "platform/avc/AVCDevice.h"
+#include "platform/avc/virtualdeck/DeckNews.h"
 #include "platform/avc/virtualdeck/DeckTape.h"
-#include "platform/avc/virtualdeck/MainThreadCalls.h"
 #include "platform/avc/virtualdeck/VirtualDeckSettings.h"
+#include "platform/runloop/Clock.h"
 
 namespace takebox::avc {
 
@@ -29,6 +29,7 @@ public:
     /// The controller outlives the deck.
     VirtualDeck(const Identity& identity, const VirtualDeckSettings& settings,
                 std::unique_ptr<FrameSource> tape, AVCDeviceController& controller);
+    ~VirtualDeck() override;
 
     [[nodiscard]] int openDevice(AVCDeviceMessageProc messageProc, void* refCon) override;
     void closeDevice() override;
@@ -57,6 +58,7 @@ public:
 private:
     void inject(DeckFault fault, std::uint32_t value);
     [[nodiscard]] int answer(std::uint8_t opcode, std::uint8_t operand);
+    void tellNews(const DeckNews::Items& items);
     void leaveBus(std::uint32_t frameTimes);
     void returnToBus();
 
@@ -68,8 +70,8 @@ private:
     bool mIsOpen = false;
     bool mTapeIsClaimed = false;
     DeckTape mTape;
-    QTimer mReturn;               // runs while the deck is away for a time
-    MainThreadCalls mMainThread;  // what waits in the event loop goes with the deck
+    Clock::Timer mReturnTimer = 0;  // runs while the deck is away for a time
+    DeckNews mNews;
 };
 
 }  // namespace takebox::avc
