@@ -83,7 +83,7 @@ void ChunkRing::chunkWasWritten(ChunkToWrite& chunk) {
 }
 
 ChunkToWrite* ChunkRing::chunkWithSequenceNumber(std::uint32_t number) {
-    const auto found = std::find_if(
+    auto* const found = std::find_if(
         _chunks.begin(), _chunks.end(),
         [number](const ChunkToWrite& chunk) { return chunk.sequenceNumber() == number; });
     return found == _chunks.end() ? nullptr : &*found;
@@ -91,7 +91,7 @@ ChunkToWrite* ChunkRing::chunkWithSequenceNumber(std::uint32_t number) {
 
 ChunkToWrite* ChunkRing::firstAvailableChunk() {
     // isFull() first: it acquires what the writer thread did before it let go of the chunk.
-    const auto found = std::find_if(_chunks.begin(), _chunks.end(), [](const ChunkToWrite& chunk) {
+    auto* const found = std::find_if(_chunks.begin(), _chunks.end(), [](const ChunkToWrite& chunk) {
         return !chunk.isFull() && chunk.offset() == 0;
     });
     return found == _chunks.end() ? nullptr : &*found;

@@ -389,6 +389,7 @@ TEST(SelfContainedMovie, canBeStoppedWhileFramesArrive) {
 }  // namespace
 }  // namespace takebox::test
 
+#ifndef TAKEBOX_SANITIZED  // the sanitizers have operators of their own
 // Counts what a receive thread allocates while it says that it must not.
 void* operator new(std::size_t size) {
     if (takebox::test::tMustNotAllocate) {
@@ -405,3 +406,4 @@ void operator delete(void* memory) noexcept {
 void operator delete(void* memory, std::size_t) noexcept {
     std::free(memory);
 }
+#endif
