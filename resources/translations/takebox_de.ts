@@ -1,4 +1,836 @@
 <?xml version="1.0" encoding="utf-8"?>
 <!DOCTYPE TS>
 <TS version="2.1" language="de" sourcelanguage="en">
+<context>
+    <name>AboutPanel</name>
+    <message>
+        <source>About Takebox DV</source>
+        <translation>Über Takebox DV</translation>
+    </message>
+    <message>
+        <source>Version</source>
+        <translation>Version</translation>
+    </message>
+    <message>
+        <source>Records DV video over FireWire, frame by frame.</source>
+        <translation>Nimmt DV-Video über FireWire auf, Bild für Bild.</translation>
+    </message>
+</context>
+<context>
+    <name>CDiskTimeFormatter</name>
+    <message>
+        <source>Couldn&apos;t convert to time</source>
+        <translation>Das ist keine Zeitangabe</translation>
+    </message>
+</context>
+<context>
+    <name>CRecordingEvent</name>
+    <message>
+        <source>DaysString</source>
+        <translation>SMDMDFS</translation>
+    </message>
+</context>
+<context>
+    <name>MainMenu</name>
+    <message>
+        <source>&amp;File</source>
+        <translation>&amp;Datei</translation>
+    </message>
+    <message>
+        <source>Scheduled &amp;Recordings…</source>
+        <translation>Geplante &amp;Aufnahmen…</translation>
+    </message>
+    <message>
+        <source>&amp;Preferences…</source>
+        <translation>&amp;Einstellungen…</translation>
+    </message>
+    <message>
+        <source>&amp;Close Window</source>
+        <translation>Fenster s&amp;chließen</translation>
+    </message>
+    <message>
+        <source>&amp;Quit</source>
+        <translation>&amp;Beenden</translation>
+    </message>
+    <message>
+        <source>&amp;Undo</source>
+        <translation>&amp;Rückgängig</translation>
+    </message>
+    <message>
+        <source>&amp;Redo</source>
+        <translation>&amp;Wiederholen</translation>
+    </message>
+    <message>
+        <source>Cu&amp;t</source>
+        <translation>Aus&amp;schneiden</translation>
+    </message>
+    <message>
+        <source>&amp;Copy</source>
+        <translation>&amp;Kopieren</translation>
+    </message>
+    <message>
+        <source>&amp;Paste</source>
+        <translation>E&amp;infügen</translation>
+    </message>
+    <message>
+        <source>Select &amp;All</source>
+        <translation>&amp;Alles auswählen</translation>
+    </message>
+    <message>
+        <source>&amp;Edit</source>
+        <translation>&amp;Bearbeiten</translation>
+    </message>
+    <message>
+        <source>No Deck</source>
+        <translation>Kein Gerät</translation>
+    </message>
+    <message>
+        <source>&amp;Window</source>
+        <translation>&amp;Fenster</translation>
+    </message>
+    <message>
+        <source>&amp;Help</source>
+        <translation>&amp;Hilfe</translation>
+    </message>
+    <message>
+        <source>&amp;About Takebox DV</source>
+        <translation>&amp;Über Takebox DV</translation>
+    </message>
+</context>
+<context>
+    <name>NoDeviceWindow</name>
+    <message>
+        <source>Takebox DV</source>
+        <translation>Takebox DV</translation>
+    </message>
+    <message>
+        <source>No deck found</source>
+        <translation>Kein Gerät gefunden</translation>
+    </message>
+    <message>
+        <source>A deck appears here by itself as soon as it is found.</source>
+        <translation>Ein Gerät erscheint von selbst, sobald es gefunden wird.</translation>
+    </message>
+    <message>
+        <source>State of the FireWire socket</source>
+        <translation>Zustand des FireWire-Anschlusses</translation>
+    </message>
+    <message>
+        <source>&lt;ol style=&quot;margin-left: -16px&quot;&gt;&lt;li&gt;Connect the camcorder, deck or converter with a FireWire cable.&lt;/li&gt;&lt;li&gt;Switch it on, and set a camcorder to playback (VCR or VTR).&lt;/li&gt;&lt;li&gt;Close other programs that use it.&lt;/li&gt;&lt;/ol&gt;</source>
+        <translation>&lt;ol style=&quot;margin-left: -16px&quot;&gt;&lt;li&gt;Verbinden Sie Camcorder, Recorder oder Wandler mit einem FireWire-Kabel.&lt;/li&gt;&lt;li&gt;Schalten Sie ihn ein, einen Camcorder auf Wiedergabe (VCR oder VTR).&lt;/li&gt;&lt;li&gt;Schließen Sie andere Programme, die ihn benutzen.&lt;/li&gt;&lt;/ol&gt;</translation>
+    </message>
+    <message>
+        <source>No deck at hand? Start the program with a virtual one: &lt;br&gt;&lt;code&gt;takebox --virtual-deck pal&lt;/code&gt;</source>
+        <translation>Kein Gerät zur Hand? Starten Sie das Programm mit einem virtuellen: &lt;br&gt;&lt;code&gt;takebox --virtual-deck pal&lt;/code&gt;</translation>
+    </message>
+</context>
+<context>
+    <name>Preferences</name>
+    <message>
+        <source>Preferences</source>
+        <translation>Einstellungen</translation>
+    </message>
+    <message>
+        <source>Recording</source>
+        <translation>Aufnahme</translation>
+    </message>
+    <message>
+        <source>&amp;Erase existing files of the same name</source>
+        <translation>Vorhandene Dateien gleichen Namens &amp;löschen</translation>
+    </message>
+    <message>
+        <source>Off: a new recording gets a number after its name, and nothing is lost</source>
+        <translation>Aus: Eine neue Aufnahme bekommt eine Nummer hinter den Namen, nichts geht verloren</translation>
+    </message>
+    <message>
+        <source>&amp;Play and stop the tape with the recording</source>
+        <translation>&amp;Band mit der Aufnahme starten und anhalten</translation>
+    </message>
+    <message>
+        <source>The deck is put into play when a recording starts and stopped when it ends</source>
+        <translation>Das Gerät geht mit dem Beginn der Aufnahme auf Wiedergabe und hält mit ihrem Ende an</translation>
+    </message>
+    <message>
+        <source>Recording &amp;format:</source>
+        <translation>Aufnahme&amp;format:</translation>
+    </message>
+    <message>
+        <source>Kept for other programs that read it; recordings are DV as it comes from the deck</source>
+        <translation>Für andere Programme aufbewahrt, die es lesen; aufgenommen wird DV, wie es vom Gerät kommt</translation>
+    </message>
+    <message>
+        <source>Recording format</source>
+        <translation>Aufnahmeformat</translation>
+    </message>
+    <message>
+        <source>DV</source>
+        <translation>DV</translation>
+    </message>
+    <message>
+        <source>DVCPRO</source>
+        <translation>DVCPRO</translation>
+    </message>
+    <message>
+        <source>Scripts</source>
+        <translation>Skripte</translation>
+    </message>
+    <message>
+        <source>&amp;Run “Start Recording” after</source>
+        <translation>„Start Recording“ aus&amp;führen nach</translation>
+    </message>
+    <message>
+        <source>The action of this name runs after a recording has started</source>
+        <translation>Die Aktion dieses Namens läuft nach dem Beginn einer Aufnahme</translation>
+    </message>
+    <message>
+        <source>Whole seconds between the start of the recording and the action</source>
+        <translation>Ganze Sekunden zwischen dem Beginn der Aufnahme und der Aktion</translation>
+    </message>
+    <message>
+        <source>Delay of “Start Recording” in seconds</source>
+        <translation>Verzögerung von „Start Recording“ in Sekunden</translation>
+    </message>
+    <message>
+        <source>seconds</source>
+        <translation>Sekunden</translation>
+    </message>
+    <message>
+        <source>R&amp;un “Stop Recording” after</source>
+        <translation>„Stop Recording“ ausf&amp;ühren nach</translation>
+    </message>
+    <message>
+        <source>Kept with the preferences; no action runs when a recording stops</source>
+        <translation>Wird nur aufbewahrt; am Ende einer Aufnahme läuft keine Aktion</translation>
+    </message>
+    <message>
+        <source>Delay of “Stop Recording” in seconds</source>
+        <translation>Verzögerung von „Stop Recording“ in Sekunden</translation>
+    </message>
+    <message>
+        <source>Playout systems</source>
+        <translation>Ausspielsysteme</translation>
+    </message>
+    <message>
+        <source>&amp;Switch these playout systems when a recording starts</source>
+        <translation>Diese Ausspielsysteme zu Beginn einer Aufnahme um&amp;schalten</translation>
+    </message>
+    <message>
+        <source>Each of them is told over the network</source>
+        <translation>Jedes wird über das Netz benachrichtigt</translation>
+    </message>
+    <message>
+        <source>Host names or addresses; double-click one to change it</source>
+        <translation>Rechnernamen oder Adressen; zum Ändern doppelt klicken</translation>
+    </message>
+    <message>
+        <source>Addresses of the playout systems</source>
+        <translation>Adressen der Ausspielsysteme</translation>
+    </message>
+    <message>
+        <source>&amp;Add</source>
+        <translation>&amp;Hinzufügen</translation>
+    </message>
+    <message>
+        <source>Add an address; it is kept once you have edited it</source>
+        <translation>Eine Adresse hinzufügen; sie bleibt erhalten, sobald Sie sie geändert haben</translation>
+    </message>
+    <message>
+        <source>Add a playout system</source>
+        <translation>Ausspielsystem hinzufügen</translation>
+    </message>
+    <message>
+        <source>&amp;Delete</source>
+        <translation>&amp;Entfernen</translation>
+    </message>
+    <message>
+        <source>Delete the selected address</source>
+        <translation>Die gewählte Adresse entfernen</translation>
+    </message>
+    <message>
+        <source>Delete the selected playout system</source>
+        <translation>Das gewählte Ausspielsystem entfernen</translation>
+    </message>
+</context>
+<context>
+    <name>QObject</name>
+    <message>
+        <source>a raw file could not be made</source>
+        <translation>eine Rohdatei konnte nicht angelegt werden</translation>
+    </message>
+    <message>
+        <source>%1 frames of %2, the disk was too slow</source>
+        <translation>%1 Bilder von %2, die Platte war zu langsam</translation>
+    </message>
+    <message>
+        <source>%1 bytes of %2: %3</source>
+        <translation>%1 Bytes von %2: %3</translation>
+    </message>
+    <message>
+        <source>%1 frames of %2: %3</source>
+        <translation>%1 Bilder von %2: %3</translation>
+    </message>
+    <message>
+        <source>%1 frames and %2 sound samples of %3</source>
+        <translation>%1 Bilder und %2 Tonwerte von %3</translation>
+    </message>
+    <message>
+        <source>everything, no frame was received</source>
+        <translation>alles, es kam kein Bild an</translation>
+    </message>
+    <message>
+        <source>frames on the way from the device, %1 times</source>
+        <translation>Bilder auf dem Weg vom Gerät, %1-mal</translation>
+    </message>
+    <message>
+        <source>%1 frames of a wrong size</source>
+        <translation>%1 Bilder falscher Größe</translation>
+    </message>
+</context>
+<context>
+    <name>ScheduleOverview</name>
+    <message>
+        <source>today</source>
+        <translation>heute</translation>
+    </message>
+    <message>
+        <source>tomorrow</source>
+        <translation>morgen</translation>
+    </message>
+    <message>
+        <source>automatic name</source>
+        <translation>automatischer Name</translation>
+    </message>
+    <message>
+        <source>%1 d</source>
+        <translation>%1 T</translation>
+    </message>
+    <message>
+        <source>%1 h</source>
+        <translation>%1 Std.</translation>
+    </message>
+    <message>
+        <source>%1 min</source>
+        <translation>%1 Min.</translation>
+    </message>
+    <message>
+        <source>%1 s</source>
+        <translation>%1 s</translation>
+    </message>
+    <message>
+        <source>now</source>
+        <translation>jetzt</translation>
+    </message>
+    <message>
+        <source>Recording &quot;%1&quot; until %2</source>
+        <translation>Aufnahme „%1“ bis %2</translation>
+    </message>
+    <message>
+        <source>No further recording is scheduled</source>
+        <translation>Keine weitere Aufnahme geplant</translation>
+    </message>
+    <message>
+        <source>&quot;%1&quot; is due and waits for the device</source>
+        <translation>„%1“ ist fällig und wartet auf das Gerät</translation>
+    </message>
+    <message>
+        <source>Next: &quot;%1&quot; %2 at %3, in %4</source>
+        <translation>Als Nächstes: „%1“ %2 um %3, in %4</translation>
+    </message>
+</context>
+<context>
+    <name>TapedeckWindow</name>
+    <message>
+        <source>Recording state</source>
+        <translation>Aufnahmezustand</translation>
+    </message>
+    <message>
+        <source>Current recording</source>
+        <translation>Laufende Aufnahme</translation>
+    </message>
+    <message>
+        <source>Live picture</source>
+        <translation>Live-Bild</translation>
+    </message>
+    <message>
+        <source>Level of the left channel</source>
+        <translation>Pegel des linken Kanals</translation>
+    </message>
+    <message>
+        <source>Left level</source>
+        <translation>Pegel links</translation>
+    </message>
+    <message>
+        <source>L</source>
+        <comment>Left channel, one letter</comment>
+        <translation>L</translation>
+    </message>
+    <message>
+        <source>Level of the right channel</source>
+        <translation>Pegel des rechten Kanals</translation>
+    </message>
+    <message>
+        <source>Right level</source>
+        <translation>Pegel rechts</translation>
+    </message>
+    <message>
+        <source>R</source>
+        <comment>Right channel, one letter</comment>
+        <translation>R</translation>
+    </message>
+    <message>
+        <source>Time code</source>
+        <translation>Timecode</translation>
+    </message>
+    <message>
+        <source>Time code of the source that is chosen in the deck settings</source>
+        <translation>Timecode der Quelle, die in den Geräteeinstellungen gewählt ist</translation>
+    </message>
+    <message>
+        <source>Recorded</source>
+        <translation>Aufgenommen</translation>
+    </message>
+    <message>
+        <source>Length of the running recording</source>
+        <translation>Länge der laufenden Aufnahme</translation>
+    </message>
+    <message>
+        <source>Recorded time</source>
+        <translation>Aufgenommene Zeit</translation>
+    </message>
+    <message>
+        <source>Left on disk</source>
+        <translation>Frei auf der Platte</translation>
+    </message>
+    <message>
+        <source>Recording time that is left on the disk of the recording folder: green for an hour or more, orange for half an hour, red below</source>
+        <translation>Aufnahmezeit, die auf der Platte des Aufnahmeordners bleibt: grün ab einer Stunde, orange ab einer halben, darunter rot</translation>
+    </message>
+    <message>
+        <source>Recording time left on disk</source>
+        <translation>Verbleibende Aufnahmezeit auf der Platte</translation>
+    </message>
+    <message>
+        <source>&amp;Name:</source>
+        <translation>&amp;Name:</translation>
+    </message>
+    <message>
+        <source>Name of the next recording; numbered when there is one of that name</source>
+        <translation>Name der nächsten Aufnahme; mit Nummer, wenn es ihn schon gibt</translation>
+    </message>
+    <message>
+        <source>Recording name</source>
+        <translation>Name der Aufnahme</translation>
+    </message>
+    <message>
+        <source>&amp;Automatic</source>
+        <translation>A&amp;utomatisch</translation>
+    </message>
+    <message>
+        <source>Name each recording by its date and time</source>
+        <translation>Jede Aufnahme nach Datum und Uhrzeit benennen</translation>
+    </message>
+    <message>
+        <source>Automatic recording name</source>
+        <translation>Automatischer Aufnahmename</translation>
+    </message>
+    <message>
+        <source>&amp;Record</source>
+        <translation>&amp;Aufnahme</translation>
+    </message>
+    <message>
+        <source>Start recording (Ctrl+R)</source>
+        <translation>Aufnahme beginnen (Strg+R)</translation>
+    </message>
+    <message>
+        <source>Record</source>
+        <translation>Aufnahme</translation>
+    </message>
+    <message>
+        <source>&amp;Stop</source>
+        <translation>&amp;Stopp</translation>
+    </message>
+    <message>
+        <source>End the recording (Ctrl+.)</source>
+        <translation>Aufnahme beenden (Strg+.)</translation>
+    </message>
+    <message>
+        <source>Stop</source>
+        <translation>Stopp</translation>
+    </message>
+    <message>
+        <source>&amp;Pause</source>
+        <translation>&amp;Pause</translation>
+    </message>
+    <message>
+        <source>Hold the recording, and go on (Ctrl+P)</source>
+        <translation>Aufnahme anhalten und fortsetzen (Strg+P)</translation>
+    </message>
+    <message>
+        <source>Pause</source>
+        <translation>Pause</translation>
+    </message>
+    <message>
+        <source>S&amp;chedule…</source>
+        <translation>P&amp;lanen…</translation>
+    </message>
+    <message>
+        <source>Recordings at set times (Ctrl+E)</source>
+        <translation>Aufnahmen zu festen Zeiten (Strg+E)</translation>
+    </message>
+    <message>
+        <source>Scheduled recordings</source>
+        <translation>Geplante Aufnahmen</translation>
+    </message>
+    <message>
+        <source>Se&amp;ttings…</source>
+        <translation>&amp;Gerät…</translation>
+    </message>
+    <message>
+        <source>What this deck records, and where to (Ctrl+I)</source>
+        <translation>Was dieses Gerät aufnimmt, und wohin (Strg+I)</translation>
+    </message>
+    <message>
+        <source>Deck settings</source>
+        <translation>Geräteeinstellungen</translation>
+    </message>
+    <message>
+        <source>Deck Settings</source>
+        <translation>Geräteeinstellungen</translation>
+    </message>
+    <message>
+        <source>Deck</source>
+        <translation>Gerät</translation>
+    </message>
+    <message>
+        <source>What the deck is called in windows, menus and remote control</source>
+        <translation>Wie das Gerät in Fenstern, Menüs und Fernsteuerung heißt</translation>
+    </message>
+    <message>
+        <source>Deck name</source>
+        <translation>Gerätename</translation>
+    </message>
+    <message>
+        <source>GUID:</source>
+        <translation>GUID:</translation>
+    </message>
+    <message>
+        <source>By this number the deck is known on the bus</source>
+        <translation>Unter dieser Nummer ist das Gerät am Bus bekannt</translation>
+    </message>
+    <message>
+        <source>Deck GUID</source>
+        <translation>GUID des Geräts</translation>
+    </message>
+    <message>
+        <source>Self-contained movie</source>
+        <translation>Eigenständiger Film</translation>
+    </message>
+    <message>
+        <source>&amp;Write a self-contained movie while recording</source>
+        <translation>Beim Aufnehmen einen eigenständigen &amp;Film schreiben</translation>
+    </message>
+    <message>
+        <source>One file with picture, sound and time code</source>
+        <translation>Eine Datei mit Bild, Ton und Timecode</translation>
+    </message>
+    <message>
+        <source>M&amp;ovie folder:</source>
+        <translation>&amp;Ordner:</translation>
+    </message>
+    <message>
+        <source>Folder of self-contained movies</source>
+        <translation>Ordner der eigenständigen Filme</translation>
+    </message>
+    <message>
+        <source>Choose…</source>
+        <translation>Wählen…</translation>
+    </message>
+    <message>
+        <source>Choose the folder of self-contained movies</source>
+        <translation>Den Ordner der eigenständigen Filme wählen</translation>
+    </message>
+    <message>
+        <source>Raw files and reference movie</source>
+        <translation>Rohdateien und Referenzfilm</translation>
+    </message>
+    <message>
+        <source>Write raw files and a re&amp;ference movie</source>
+        <translation>Rohdateien und einen &amp;Referenzfilm schreiben</translation>
+    </message>
+    <message>
+        <source>The DV stream and the sound as they come, and a movie that can be edited while they grow</source>
+        <translation>DV-Strom und Ton, wie sie kommen, und ein Film, der sich schneiden lässt, während sie wachsen</translation>
+    </message>
+    <message>
+        <source>Ra&amp;w folder:</source>
+        <translation>Ordner für Roh&amp;dateien:</translation>
+    </message>
+    <message>
+        <source>Folder of raw files</source>
+        <translation>Ordner der Rohdateien</translation>
+    </message>
+    <message>
+        <source>Choose the folder of raw files</source>
+        <translation>Den Ordner der Rohdateien wählen</translation>
+    </message>
+    <message>
+        <source>Reference mo&amp;vie folder:</source>
+        <translation>Ordner für Referen&amp;zfilme:</translation>
+    </message>
+    <message>
+        <source>Folder of reference movies</source>
+        <translation>Ordner der Referenzfilme</translation>
+    </message>
+    <message>
+        <source>Choose the folder of reference movies</source>
+        <translation>Den Ordner der Referenzfilme wählen</translation>
+    </message>
+    <message>
+        <source>&amp;Duration:</source>
+        <translation>&amp;Länge:</translation>
+    </message>
+    <message>
+        <source>Length of the reference movie and of the loop, in seconds</source>
+        <translation>Länge des Referenzfilms und der Schleife in Sekunden</translation>
+    </message>
+    <message>
+        <source>Duration in seconds</source>
+        <translation>Länge in Sekunden</translation>
+    </message>
+    <message>
+        <source>seconds</source>
+        <translation>Sekunden</translation>
+    </message>
+    <message>
+        <source>&amp;Loop: keep only the last stretch of this duration</source>
+        <translation>S&amp;chleife: nur das letzte Stück dieser Länge behalten</translation>
+    </message>
+    <message>
+        <source>The raw files start again from the beginning whenever they have reached the duration</source>
+        <translation>Die Rohdateien beginnen von vorn, sobald sie die Länge erreicht haben</translation>
+    </message>
+    <message>
+        <source>Loop recording</source>
+        <translation>Schleifenaufnahme</translation>
+    </message>
+    <message>
+        <source>Time code and sound</source>
+        <translation>Timecode und Ton</translation>
+    </message>
+    <message>
+        <source>&amp;Time code:</source>
+        <translation>&amp;Timecode:</translation>
+    </message>
+    <message>
+        <source>What a recording&apos;s time code begins with</source>
+        <translation>Womit der Timecode einer Aufnahme beginnt</translation>
+    </message>
+    <message>
+        <source>Time code source</source>
+        <translation>Timecode-Quelle</translation>
+    </message>
+    <message>
+        <source>From the tape</source>
+        <translation>Vom Band</translation>
+    </message>
+    <message>
+        <source>Time of day</source>
+        <translation>Uhrzeit</translation>
+    </message>
+    <message>
+        <source>Preset</source>
+        <translation>Vorgabe</translation>
+    </message>
+    <message>
+        <source>Pr&amp;eset:</source>
+        <translation>&amp;Vorgabe:</translation>
+    </message>
+    <message>
+        <source>Hours, minutes, seconds and frames; the colons may be left out</source>
+        <translation>Stunden, Minuten, Sekunden und Bilder; die Doppelpunkte können fehlen</translation>
+    </message>
+    <message>
+        <source>Preset time code</source>
+        <translation>Vorgegebener Timecode</translation>
+    </message>
+    <message>
+        <source>So&amp;und as two mono tracks</source>
+        <translation>To&amp;n als zwei Monospuren</translation>
+    </message>
+    <message>
+        <source>Left and right as a track each instead of one stereo track</source>
+        <translation>Links und rechts als eigene Spuren statt einer Stereospur</translation>
+    </message>
+    <message>
+        <source>Two mono tracks</source>
+        <translation>Zwei Monospuren</translation>
+    </message>
+</context>
+<context>
+    <name>takebox::CDVDeviceWindowController</name>
+    <message>
+        <source>No Recording Destination!</source>
+        <translation>Kein Aufnahmeziel!</translation>
+    </message>
+    <message>
+        <source>No destination has been set.
+Please check your Capture Settings and try again.</source>
+        <translation>Es ist kein Ziel eingestellt.
+Bitte prüfen Sie die Geräteeinstellungen und versuchen Sie es erneut.</translation>
+    </message>
+    <message>
+        <source>Cannot create the self-contained movie!</source>
+        <translation>Der eigenständige Film kann nicht angelegt werden!</translation>
+    </message>
+    <message>
+        <source>Please make sure the destination reference file is not open in another application.</source>
+        <translation>Bitte stellen Sie sicher, dass die Zieldatei nicht in einem anderen Programm geöffnet ist.</translation>
+    </message>
+    <message>
+        <source>Cannot create the reference movie!</source>
+        <translation>Der Referenzfilm kann nicht angelegt werden!</translation>
+    </message>
+    <message>
+        <source>SelectFolder</source>
+        <translation>Ordner wählen</translation>
+    </message>
+</context>
+<context>
+    <name>takebox::CTapedeckApplication</name>
+    <message>
+        <source>The application preferences have been updated !</source>
+        <translation>Die Einstellungen des Programms wurden aktualisiert!</translation>
+    </message>
+    <message>
+        <source>This application will need to be restarted.</source>
+        <translation>Das Programm muss neu gestartet werden.</translation>
+    </message>
+    <message>
+        <source>Record</source>
+        <translation>Aufnahme</translation>
+    </message>
+    <message>
+        <source>Stop</source>
+        <translation>Stopp</translation>
+    </message>
+</context>
+<context>
+    <name>takebox::DesktopInterface</name>
+    <message>
+        <source>Quit and end the recording?</source>
+        <translation>Beenden und die Aufnahme abbrechen?</translation>
+    </message>
+    <message>
+        <source>What has been recorded so far is kept.</source>
+        <translation>Was bisher aufgenommen wurde, bleibt erhalten.</translation>
+    </message>
+    <message>
+        <source>&amp;Quit</source>
+        <translation>&amp;Beenden</translation>
+    </message>
+</context>
+<context>
+    <name>takebox::NoDeviceWindow</name>
+    <message>
+        <source>This computer has no FireWire socket, or its driver is not loaded.</source>
+        <translation>Dieser Rechner hat keinen FireWire-Anschluss, oder sein Treiber ist nicht geladen.</translation>
+    </message>
+    <message>
+        <source>There is a FireWire socket, but you may not use it. Add yourself to the group “video” and log in again.</source>
+        <translation>Es gibt einen FireWire-Anschluss, aber Sie dürfen ihn nicht benutzen. Nehmen Sie sich in die Gruppe „video“ auf und melden Sie sich neu an.</translation>
+    </message>
+    <message>
+        <source>The FireWire socket is ready.</source>
+        <translation>Der FireWire-Anschluss ist bereit.</translation>
+    </message>
+</context>
+<context>
+    <name>takebox::RecordRun</name>
+    <message>
+        <source>cannot create the folder %1: %2</source>
+        <translation>der Ordner %1 lässt sich nicht anlegen: %2</translation>
+    </message>
+    <message>
+        <source>cannot write into the folder %1: %2</source>
+        <translation>in den Ordner %1 lässt sich nicht schreiben: %2</translation>
+    </message>
+    <message>
+        <source>no DV device found. Connect one and switch it on, or try --virtual-deck ntsc.</source>
+        <translation>kein DV-Gerät gefunden. Schließen Sie eines an und schalten Sie es ein, oder versuchen Sie --virtual-deck ntsc.</translation>
+    </message>
+    <message numerus="yes">
+        <source>Recording %n device(s) for %1 s into %2</source>
+        <translation>
+            <numerusform>Nimmt %n Gerät %1 s lang nach %2 auf</numerusform>
+            <numerusform>Nimmt %n Geräte %1 s lang nach %2 auf</numerusform>
+        </translation>
+    </message>
+    <message>
+        <source>%1: %2 frames (%3 s), time code %4 to %5</source>
+        <translation>%1: %2 Bilder (%3 s), Timecode %4 bis %5</translation>
+    </message>
+    <message>
+        <source>, nothing lost</source>
+        <translation>, nichts verloren</translation>
+    </message>
+    <message>
+        <source>, LOST: </source>
+        <translation>, VERLOREN: </translation>
+    </message>
+    <message>
+        <source>; </source>
+        <translation>; </translation>
+    </message>
+</context>
+<context>
+    <name>takebox::TapedeckWindow</name>
+    <message>
+        <source>STOPPED</source>
+        <translation>GESTOPPT</translation>
+    </message>
+    <message>
+        <source>● RECORDING</source>
+        <translation>● AUFNAHME</translation>
+    </message>
+    <message>
+        <source>❚❚ PAUSED</source>
+        <translation>❚❚ PAUSE</translation>
+    </message>
+    <message>
+        <source>&amp;Deck</source>
+        <translation>&amp;Gerät</translation>
+    </message>
+    <message>
+        <source>&amp;Record</source>
+        <translation>&amp;Aufnahme</translation>
+    </message>
+    <message>
+        <source>&amp;Stop</source>
+        <translation>&amp;Stopp</translation>
+    </message>
+    <message>
+        <source>&amp;Pause</source>
+        <translation>&amp;Pause</translation>
+    </message>
+    <message>
+        <source>&amp;Automatic Name</source>
+        <translation>A&amp;utomatischer Name</translation>
+    </message>
+    <message>
+        <source>Deck Se&amp;ttings…</source>
+        <translation>Geräteeins&amp;tellungen…</translation>
+    </message>
+    <message>
+        <source>No signal</source>
+        <translation>Kein Signal</translation>
+    </message>
+    <message>
+        <source>Press Play on the deck, or check its input.</source>
+        <translation>Drücken Sie am Gerät auf Wiedergabe, oder prüfen Sie seinen Eingang.</translation>
+    </message>
+    <message>
+        <source>The deck cannot be opened. Check its cable and power, and whether another program uses it.</source>
+        <translation>Das Gerät lässt sich nicht öffnen. Prüfen Sie Kabel und Strom, und ob ein anderes Programm es benutzt.</translation>
+    </message>
+</context>
 </TS>

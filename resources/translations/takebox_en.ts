@@ -1,4 +1,29 @@
 <?xml version="1.0" encoding="utf-8"?>
 <!DOCTYPE TS>
 <TS version="2.1" language="en" sourcelanguage="en">
+<!-- The texts in the program are English; only those that are named by a key stand here. -->
+<context>
+    <name>CRecordingEvent</name>
+    <message>
+        <source>DaysString</source>
+        <translation>SMTWTFS</translation>
+    </message>
+</context>
+<context>
+    <name>takebox::CDVDeviceWindowController</name>
+    <message>
+        <source>SelectFolder</source>
+        <translation>Select a Folder</translation>
+    </message>
+</context>
+<context>
+    <name>takebox::RecordRun</name>
+    <message numerus="yes">
+        <source>Recording %n device(s) for %1 s into %2</source>
+        <translation>
+            <numerusform>Recording %n device for %1 s into %2</numerusform>
+            <numerusform>Recording %n devices for %1 s into %2</numerusform>
+        </translation>
+    </message>
+</context>
 </TS>

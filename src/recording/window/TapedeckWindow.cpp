@@ -136,7 +136,7 @@ void TapedeckWindow::makeMenus() {
         &CDVDeviceWindowController::autoCheckBoxChanged)
         ->setCheckable(true);
     deck->addSeparator();
-    QAction* settings = deck->addAction(tr("Deck Se&ttings…"), QKeySequence(tr("Ctrl+I")));
+    QAction* settings = deck->addAction(tr("Deck Se&ttings…"), QKeySequence(QStringLiteral("Ctrl+I")));
     bindControl(*settings, outlets.settingsButton, [this] { mUi->settingsButton->click(); });
     makeMainMenu(*mUi->menuBar, mCommands, deck);
 }

@@ -1,0 +1,201 @@
+// The sheet with a deck's settings, driven through its controls.
+
+#include <gtest/gtest.h>
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QDialog>
+#include <QDialogButtonBox>
+#include <QFileDialog>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QTest>
+
+#include "WindowFixture.h"
+
+namespace takebox {
+namespace {
+
+class SettingsSheetTest : public test::WindowFixture {
+protected:
+    void SetUp() override {
+        WindowFixture::SetUp();
+        openWindow();
+    }
+    [[nodiscard]] QDialog& sheet() { return control<QDialog>("settingsPanel"); }
+    void pressButton(QDialogButtonBox::StandardButton button) {
+        QTest::mouseClick(control<QDialogButtonBox>("settingsButtonBox").button(button),
+                          Qt::LeftButton);
+    }
+    void type(const char* field, const QString& text) {
+        auto& edit = control<QLineEdit>(field);
+        edit.setFocus();
+        edit.selectAll();
+        if (text.isEmpty()) {
+            QTest::keyClick(&edit, Qt::Key_Delete);
+        } else {
+            QTest::keyClicks(&edit, text);
+        }
+    }
+    [[nodiscard]] CDVDeviceSettings& settings() { return controller->settings(); }
+};
+
+TEST_F(SettingsSheetTest, isFilledFromTheSettings) {
+    settings().setMonoTracks(true);
+    settings().setReferenceMovieDuration(90);
+    settings().setTimecodeSourceIndex(2);
+    settings().setPresetTimecode(3723.5);
+    settings().setLoopRecording(true);
+    settings().setCreateSelfContainedMovie(true);
+    settings().setCreateReferenceMovie(false);
+    click("settingsButton");
+    EXPECT_TRUE(sheet().isVisible());
+    EXPECT_EQ(control<QLabel>("deviceGUIDField").text(), QStringLiteral("00112233445566aa"));
+    EXPECT_EQ(control<QLineEdit>("customDeviceNameField").text(), QStringLiteral("Studio A"));
+    EXPECT_EQ(control<QLineEdit>("rawFolderPathField").text(), folder.path());
+    EXPECT_EQ(control<QLineEdit>("referenceMovieDurationField").text(), QStringLiteral("90"));
+    EXPECT_TRUE(control<QCheckBox>("monoTracksCheckBox").isChecked());
+    EXPECT_TRUE(control<QCheckBox>("loopRecordingCheckBox").isChecked());
+    EXPECT_TRUE(control<QCheckBox>("selfContainedMovieCheckBox").isChecked());
+    EXPECT_FALSE(control<QCheckBox>("referenceMovieCheckBox").isChecked());
+    EXPECT_EQ(control<QComboBox>("timecodeSourcePopUpButton").currentIndex(), 2);
+    EXPECT_EQ(control<QLineEdit>("presetTimecodeField").text(), QStringLiteral("01:02:03:12"));
+    EXPECT_TRUE(control<QLineEdit>("presetTimecodeField").isEnabled());
+}
+
+TEST_F(SettingsSheetTest, storesEveryControlOnOK) {
+    click("settingsButton");
+    type("customDeviceNameField", QStringLiteral("Gallery"));
+    type("rawFolderPathField", QStringLiteral("/raw"));
+    type("selfContainedMovieFolderPathField", QStringLiteral("/movies"));
+    type("referenceMovieFolderPathField", QStringLiteral("/refs"));
+    type("referenceMovieDurationField", QStringLiteral("12.5"));
+    click("monoTracksCheckBox");
+    click("loopRecordingCheckBox");
+    click("selfContainedMovieCheckBox");
+    click("referenceMovieCheckBox");
+    control<QComboBox>("timecodeSourcePopUpButton").setCurrentIndex(2);
+    type("presetTimecodeField", QStringLiteral("100"));
+    pressButton(QDialogButtonBox::Ok);
+    EXPECT_FALSE(sheet().isVisible());
+    EXPECT_EQ(settings().deviceName(), QStringLiteral("Gallery"));
+    EXPECT_EQ(window->windowTitle(), QStringLiteral("Gallery"));
+    EXPECT_EQ(settings().rawRecordingFolderPath(), QStringLiteral("/raw"));
+    EXPECT_EQ(settings().selfContainedRecordingFolderPath(), QStringLiteral("/movies"));
+    EXPECT_EQ(settings().referenceMovieFolderPath(), QStringLiteral("/refs"));
+    EXPECT_EQ(settings().referenceMovieDuration(), 12.5);
+    EXPECT_TRUE(settings().monoTracks());
+    EXPECT_TRUE(settings().loopRecording());
+    EXPECT_TRUE(settings().createSelfContainedMovie());
+    EXPECT_FALSE(settings().createReferenceMovie());
+    EXPECT_EQ(settings().timecodeSourceIndex(), 2);
+    EXPECT_EQ(settings().presetTimecode(), 1.0);
+
+    CDVDeviceSettings stored;
+    stored.setDeviceGUID(settings().deviceGUID());
+    stored.loadSettings();
+    EXPECT_EQ(stored.deviceName(), QStringLiteral("Gallery"));
+}
+
+TEST_F(SettingsSheetTest, storesValuesAsTheyAre) {
+    click("settingsButton");
+    type("rawFolderPathField", {});
+    type("referenceMovieDurationField", QStringLiteral("nothing"));
+    pressButton(QDialogButtonBox::Ok);
+    EXPECT_TRUE(settings().rawRecordingFolderPath().isEmpty());
+    EXPECT_EQ(settings().referenceMovieDuration(), 0);
+}
+
+TEST_F(SettingsSheetTest, takesTheFieldThatIsBeingEditedWhenReturnIsPressed) {
+    click("settingsButton");
+    type("customDeviceNameField", QStringLiteral("Van"));
+    QTest::keyClick(&control<QLineEdit>("customDeviceNameField"), Qt::Key_Return);
+    EXPECT_FALSE(sheet().isVisible());
+    EXPECT_EQ(settings().deviceName(), QStringLiteral("Van"));
+}
+
+TEST_F(SettingsSheetTest, storesNothingOnCancel) {
+    click("settingsButton");
+    type("customDeviceNameField", QStringLiteral("Gallery"));
+    click("monoTracksCheckBox");
+    pressButton(QDialogButtonBox::Cancel);
+    EXPECT_FALSE(sheet().isVisible());
+    EXPECT_EQ(settings().deviceName(), QStringLiteral("Studio A"));
+    EXPECT_FALSE(settings().monoTracks());
+    EXPECT_EQ(window->windowTitle(), QStringLiteral("Studio A"));
+    click("settingsButton");
+    EXPECT_EQ(control<QLineEdit>("customDeviceNameField").text(), QStringLiteral("Studio A"));
+    EXPECT_FALSE(control<QCheckBox>("monoTracksCheckBox").isChecked());
+    QTest::keyClick(&sheet(), Qt::Key_Escape);
+    EXPECT_FALSE(sheet().isVisible());
+    EXPECT_FALSE(controller->isSettingsSheetShown());
+}
+
+TEST_F(SettingsSheetTest, enablesThePresetOnlyForItsSource) {
+    click("settingsButton");
+    auto& source = control<QComboBox>("timecodeSourcePopUpButton");
+    auto& preset = control<QLineEdit>("presetTimecodeField");
+    EXPECT_FALSE(preset.isEnabled());
+    source.setCurrentIndex(2);
+    EXPECT_TRUE(preset.isEnabled());
+    source.setCurrentIndex(1);
+    EXPECT_FALSE(preset.isEnabled());
+}
+
+TEST_F(SettingsSheetTest, keepsItsContentsWhenAskedForAgain) {
+    click("settingsButton");
+    type("customDeviceNameField", QStringLiteral("Gallery"));
+    click("settingsButton");
+    EXPECT_TRUE(sheet().isVisible());
+    EXPECT_EQ(control<QLineEdit>("customDeviceNameField").text(), QStringLiteral("Gallery"));
+}
+
+TEST_F(SettingsSheetTest, leavesTheOtherControlsAlive) {
+    click("settingsButton");
+    EXPECT_FALSE(sheet().isModal());
+    click("recordButton");
+    EXPECT_TRUE(controller->device()->isRecording());
+    click("stopButton");
+    EXPECT_FALSE(controller->device()->isRecording());
+    EXPECT_TRUE(sheet().isVisible());
+}
+
+TEST_F(SettingsSheetTest, choosesAFolderIntoItsField) {
+    QDir(folder.path()).mkdir(QStringLiteral("chosen"));
+    const QString chosen = folder.filePath(QStringLiteral("chosen"));
+    click("settingsButton");
+    type("rawFolderPathField", folder.path());
+    for (const char* name : {"selectRawFolderButton", "selectReferenceMovieFolderButton",
+                             "selectSelfContainedMovieFolderButton"}) {
+        click(name);
+        auto* dialog = window->findChild<QFileDialog*>(QStringLiteral("folderChooser"));
+        ASSERT_NE(dialog, nullptr) << name;
+        EXPECT_EQ(dialog->fileMode(), QFileDialog::Directory);
+        EXPECT_TRUE(dialog->testOption(QFileDialog::ShowDirsOnly));
+        EXPECT_EQ(dialog->directory().absolutePath(), folder.path());
+        Q_EMIT dialog->fileSelected(chosen);
+        dialog->close();
+        EXPECT_TRUE(test::waitUntil([this] {
+            return window->findChild<QFileDialog*>(QStringLiteral("folderChooser")) == nullptr;
+        }));
+    }
+    EXPECT_EQ(control<QLineEdit>("rawFolderPathField").text(), chosen);
+    EXPECT_EQ(control<QLineEdit>("referenceMovieFolderPathField").text(), chosen);
+    EXPECT_EQ(control<QLineEdit>("selfContainedMovieFolderPathField").text(), chosen);
+    EXPECT_EQ(settings().rawRecordingFolderPath(), folder.path());
+    pressButton(QDialogButtonBox::Cancel);
+    EXPECT_EQ(settings().rawRecordingFolderPath(), folder.path());
+}
+
+TEST_F(SettingsSheetTest, leavesTheFieldWhenNoFolderIsChosen) {
+    click("settingsButton");
+    click("selectRawFolderButton");
+    auto* dialog = window->findChild<QFileDialog*>(QStringLiteral("folderChooser"));
+    ASSERT_NE(dialog, nullptr);
+    dialog->reject();
+    EXPECT_EQ(control<QLineEdit>("rawFolderPathField").text(), folder.path());
+}
+
+}  // namespace
+}  // namespace takebox
