@@ -1,0 +1,145 @@
+#include "app/desktop/DesktopInterface.h"
+
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QScreen>
+#include <QTemporaryDir>
+
+#include "app/CTapedeckApplication.h"
+#include "platform/defaults/Defaults.h"
+#include "recording/CDVDeviceWindowController.h"
+#include "storage/WriterThreads.h"
+#include "support/WaitUntil.h"
+
+namespace takebox {
+namespace {
+
+std::vector<QWidget*> visibleWindows(const char* className) {
+    std::vector<QWidget*> found;
+    for (QWidget* widget : QApplication::topLevelWidgets()) {
+        if (widget->isVisible() && widget->inherits(className)) {
+            found.push_back(widget);
+        }
+    }
+    return found;
+}
+
+struct DesktopInterfaceTest : ::testing::Test {
+    QTemporaryDir folder;
+    DesktopInterface interface;
+    std::unique_ptr<CTapedeckApplication> application;
+
+    void SetUp() override {
+        Defaults::standard().reopen(folder.filePath(QStringLiteral("defaults.plist")));
+        CTapedeckApplication::initialize();
+    }
+    void TearDown() override {
+        interface.setApplication(nullptr);
+        application.reset();
+        WriterThreads::waitUntilFinished();
+    }
+    void launch(const QStringList& decks) {
+        QStringList arguments{QStringLiteral("takebox"), QStringLiteral("--control-port"),
+                              QStringLiteral("0")};
+        for (const QString& deck : decks) {
+            arguments << QStringLiteral("--virtual-deck") << deck;
+        }
+        application =
+            std::make_unique<CTapedeckApplication>(*parseOptions(arguments).options, interface);
+        interface.setApplication(application.get());
+        ASSERT_TRUE(application->finishLaunching());
+        interface.deviceListDidChange();
+    }
+    void startRecording() {
+        const auto deck = CTapedeckApplication::controllerAtIndex(0);
+        deck->setRawRecordingFolderPath(folder.path());
+        deck->setReferenceMovieFolderPath(folder.path());
+        deck->setReferenceMovieDuration(1);
+        deck->recordButtonPushed();
+        ASSERT_TRUE(deck->device()->isRecording());
+    }
+    static QMessageBox* alert() {
+        const auto alerts = visibleWindows("QMessageBox");
+        return alerts.empty() ? nullptr : qobject_cast<QMessageBox*>(alerts.front());
+    }
+};
+
+TEST_F(DesktopInterfaceTest, opensAWindowForEachDeck) {
+    launch({QStringLiteral("pal,name=A"), QStringLiteral("ntsc,name=B")});
+    EXPECT_EQ(visibleWindows("takebox::TapedeckWindow").size(), 2U);
+    EXPECT_TRUE(test::waitUntil(
+        [] { return !CTapedeckApplication::controllerAtIndex(0)->previewImage().isNull(); }));
+    EXPECT_TRUE(visibleWindows("takebox::NoDeviceWindow").empty());
+}
+
+TEST_F(DesktopInterfaceTest, saysWhatToDoWithoutADeck) {
+    launch({});
+    EXPECT_TRUE(
+        test::waitUntil([] { return visibleWindows("takebox::NoDeviceWindow").size() == 1; }));
+}
+
+TEST_F(DesktopInterfaceTest, bringsClosedWindowsBack) {
+    launch({QStringLiteral("pal")});
+    startRecording();
+    visibleWindows("takebox::TapedeckWindow").front()->close();
+    EXPECT_TRUE(visibleWindows("takebox::TapedeckWindow").empty());
+    interface.activate();
+    EXPECT_EQ(visibleWindows("takebox::TapedeckWindow").size(), 1U);
+}
+
+TEST_F(DesktopInterfaceTest, asksBeforeQuittingEndsARecording) {
+    launch({QStringLiteral("pal")});
+    startRecording();
+    interface.terminate();
+    ASSERT_NE(alert(), nullptr);
+    alert()->button(QMessageBox::Cancel)->click();
+    EXPECT_TRUE(test::waitUntil([] { return alert() == nullptr; }));
+    EXPECT_TRUE(CTapedeckApplication::controllerAtIndex(0)->device()->isRecording());
+}
+
+TEST_F(DesktopInterfaceTest, showsAlertsWithoutWaitingForThem) {
+    interface.showCriticalAlert(QStringLiteral("No <room>!"), QStringLiteral("Make room."));
+    ASSERT_NE(alert(), nullptr);
+    EXPECT_EQ(alert()->windowModality(), Qt::ApplicationModal);
+    EXPECT_EQ(alert()->informativeText(), QStringLiteral("Make room."));
+    alert()->button(QMessageBox::Ok)->click();
+    EXPECT_TRUE(test::waitUntil([] { return alert() == nullptr; }));
+    bool isDismissed = false;
+    interface.showInformationalAlert(QStringLiteral("News"), QString(),
+                                     [&isDismissed] { isDismissed = true; });
+    EXPECT_FALSE(isDismissed);
+    alert()->button(QMessageBox::Ok)->click();
+    EXPECT_TRUE(isDismissed);
+}
+
+TEST_F(DesktopInterfaceTest, givesTheScreenWithItsYAxisUpwards) {
+    const QRect area = QGuiApplication::primaryScreen()->availableGeometry();
+    const QRect whole = QGuiApplication::primaryScreen()->geometry();
+    const QRect frame = interface.visibleFrame();
+    EXPECT_EQ(frame.size(), area.size());
+    EXPECT_EQ(frame.x(), area.x());
+    // The top of the area is as far below the top of the screen as before.
+    EXPECT_EQ(whole.height() - (frame.y() + frame.height()), area.y() - whole.y());
+}
+
+TEST_F(DesktopInterfaceTest, opensTheSchedulingWindowThatItWasGiven) {
+    interface.editScheduledEvents();
+    int shown = 0;
+    interface.setSchedulingWindow([&shown] { ++shown; });
+    interface.editScheduledEvents();
+    EXPECT_EQ(shown, 1);
+}
+
+TEST_F(DesktopInterfaceTest, keepsItsPanels) {
+    interface.showPreferencePanel();
+    interface.orderFrontStandardAboutPanel();
+    EXPECT_EQ(visibleWindows("takebox::AboutPanel").size(), 1U);
+    interface.orderFrontStandardAboutPanel();
+    EXPECT_EQ(visibleWindows("takebox::AboutPanel").size(), 1U);
+}
+
+}  // namespace
+}  // namespace takebox

@@ -1,0 +1,38 @@
+#include "display/widgets/PreviewView.h"
+
+#include <gtest/gtest.h>
+
+namespace takebox {
+namespace {
+
+TEST(PreviewView, showsAPictureAsLargeAsFits) {
+    PreviewView view;
+    view.resize(480, 200);
+    QImage picture(180, 135, QImage::Format_RGB32);
+    picture.fill(Qt::red);
+    view.setImage(picture);
+    const QRectF area = view.imageRect();
+    EXPECT_NEAR(area.height(), 200, 0.5);
+    EXPECT_NEAR(area.width(), 200 * 4.0 / 3, 0.5);
+    EXPECT_NEAR(area.center().x(), 240, 0.5);
+    const QImage shown = view.grab().toImage();
+    EXPECT_EQ(shown.pixelColor(240, 100), QColor(Qt::red));
+    EXPECT_NE(shown.pixelColor(10, 100), QColor(Qt::red));
+}
+
+TEST(PreviewView, darkensAPictureThatIsNoLongerLive) {
+    PreviewView view;
+    view.resize(240, 135);
+    QImage picture(240, 135, QImage::Format_RGB32);
+    picture.fill(Qt::white);
+    view.setImage(picture);
+    view.setNotice(QStringLiteral("No signal"), QStringLiteral("Check the cable."));
+    EXPECT_LT(view.grab().toImage().pixelColor(2, 2).lightness(), 120);
+    EXPECT_EQ(view.accessibleDescription(), QStringLiteral("No signal. Check the cable."));
+    view.setNotice({}, {});
+    EXPECT_EQ(view.grab().toImage().pixelColor(2, 2), QColor(Qt::white));
+    EXPECT_TRUE(view.accessibleDescription().isEmpty());
+}
+
+}  // namespace
+}  // namespace takebox
