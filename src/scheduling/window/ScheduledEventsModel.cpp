@@ -3,7 +3,6 @@
 #include <QApplication>
 #include <QFont>
 #include <QLocale>
-#include <QPalette>
 #include <QStyle>
 #include <algorithm>
 #include <array>
@@ -121,10 +120,6 @@ QVariant ScheduledEventsModel::data(const QModelIndex& index, int role) const {
             font.setBold(status.state == EventState::kRunning);
             return font;
         }
-        case Qt::ForegroundRole:
-            return status.isDeviceAbsent
-                       ? QVariant(QApplication::palette().brush(QPalette::Disabled, QPalette::Text))
-                       : QVariant();
         case kSortRole:
             return sortKey(row, column);
         default:

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <QAbstractButton>
+#include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDateEdit>
@@ -584,8 +585,33 @@ TEST_F(SchedulingWindow, showsAThousandEvents) {
 }
 
 /// The windows as pictures, for whoever changes them: into the folder TAKEBOX_SCREENSHOTS.
-TEST_F(SchedulingWindow, canBeLookedAt) {
-    const QString pictures = qEnvironmentVariable("TAKEBOX_SCREENSHOTS");
+class SchedulingPictures : public SchedulingWindow, public ::testing::WithParamInterface<bool> {
+protected:
+    SchedulingPictures() {
+        if (GetParam()) {
+            QPalette dark(QColor(45, 45, 45), QColor(35, 35, 35));
+            dark.setColor(QPalette::Highlight, QColor(61, 122, 184));
+            QApplication::setPalette(dark);
+            QApplication::processEvents();
+        }
+    }
+    ~SchedulingPictures() override { QApplication::setPalette(before); }
+
+    static void save(QWidget* window, const char* name) {
+        const QPixmap picture = window->grab();
+        EXPECT_FALSE(picture.isNull());
+        const QString pictures = qEnvironmentVariable("TAKEBOX_SCREENSHOTS");
+        const auto* const look = GetParam() ? "-dark.png" : "-light.png";
+        if (!pictures.isEmpty()) {
+            EXPECT_TRUE(picture.save(pictures + u'/' + QString::fromLatin1(name) +
+                                     QString::fromLatin1(look)));
+        }
+    }
+
+    QPalette before = QApplication::palette();
+};
+
+TEST_P(SchedulingPictures, canBeLookedAt) {
     add("News", QTime(12, 0, 0), 1800)->setAlreadyScheduled(true);
     decks.all().back()->isRecording = true;
     add("Weather", QTime(13, 0), 60);
@@ -597,24 +623,19 @@ TEST_F(SchedulingWindow, canBeLookedAt) {
     add("Yesterday", QTime(9, 0), 60, kMonday.addDays(-1));
     controller->showWindow();
     table().selectRow(2);
-    const auto save = [&](QWidget* window, const char* name) {
-        const QPixmap picture = window->grab();
-        EXPECT_FALSE(picture.isNull());
-        if (!pictures.isEmpty()) {
-            EXPECT_TRUE(picture.save(pictures + u'/' + QString::fromLatin1(name)));
-        }
-    };
-    save(controller->window(), "scheduling.png");
+    save(controller->window(), "scheduling");
     inEvent(weekly, [&] {
-        save(&sheet(), "scheduling-weekly.png");
+        save(&sheet(), "scheduling-weekly");
         cancel();
     });
     inNewEvent([&] {
         ok();
-        save(&sheet(), "scheduling-refused.png");
+        save(&sheet(), "scheduling-refused");
         cancel();
     });
 }
+
+INSTANTIATE_TEST_SUITE_P(LightAndDark, SchedulingPictures, ::testing::Bool());
 
 }  // namespace
 }  // namespace takebox
