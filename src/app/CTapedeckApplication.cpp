@@ -224,6 +224,10 @@ void CTapedeckApplication::deviceListDidChange() {
     Q_EMIT deviceListChanged();
 }
 
+ScheduledDecks& CTapedeckApplication::scheduledDecks() {
+    return *mScheduledDecks;
+}
+
 Clock& CTapedeckApplication::clock() {
     return Clock::system();
 }

@@ -17,6 +17,7 @@ class RemoteCommands;
 class ScriptSupervisor;
 class ScriptableDecks;
 class ScriptingService;
+class ScheduledDecks;
 class TCPServer;
 class UserInterface;
 
@@ -85,6 +86,9 @@ public:
     /// The device's controller at an index of the device list; null outside it.
     [[nodiscard]] static std::shared_ptr<CDVDeviceWindowController> controllerAtIndex(
         std::int32_t index);
+
+    /// The device list as the schedule sees it.
+    [[nodiscard]] ScheduledDecks& scheduledDecks();
 
     [[nodiscard]] const TCPServer* server() const { return mTCPServer.get(); }
 

@@ -10,6 +10,7 @@
 namespace takebox {
 
 class CDVDeviceWindowController;
+class CTapedeckApplication;
 class DeviceWindow;
 
 /// What the program shows, on a desktop or, headless, in the log. Owned by main(), used by the
@@ -17,6 +18,9 @@ class DeviceWindow;
 class UserInterface {
 public:
     virtual ~UserInterface() = default;
+
+    /// The application that this interface serves; null before it is made and when it goes.
+    virtual void setApplication(CTapedeckApplication* /*application*/) {}
 
     /// Null without windows.
     virtual std::unique_ptr<DeviceWindow> makeDeviceWindow(

@@ -52,9 +52,14 @@ int runRecorder(const Options& options, UserInterface& interface) {
     }
     CTapedeckApplication::initialize();
     CTapedeckApplication application(options, interface);
+    interface.setApplication(&application);
     const TerminationSignals signals([&application](int) { application.terminate(); });
-    static_cast<void>(application.finishLaunching());
-    return QCoreApplication::exec();
+    if (application.finishLaunching()) {
+        interface.deviceListDidChange();
+    }
+    const int status = QCoreApplication::exec();
+    interface.setApplication(nullptr);
+    return status;
 }
 
 int runHeadless(int argc, char** argv, const Options& options) {
@@ -67,20 +72,21 @@ int runHeadless(int argc, char** argv, const Options& options) {
 }
 
 int runDesktop(int argc, char** argv, const Options& options) {
-    const QApplication qtApplication(argc, argv);
+    const bool hasDisplay = !qEnvironmentVariableIsEmpty("DISPLAY") ||
+                            !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") ||
+                            !qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM");
+    if (!hasDisplay) {
+        fputs(
+            "takebox: there is no display; run it with --headless, or record once with "
+            "--record SECONDS --to DIR.\n",
+            stderr);
+        return 1;
+    }
+    const QApplication application(argc, argv);
     nameApplication();
     const LogPump logPump;
     DesktopInterface interface;
-    CTapedeckApplication::initialize();
-    CTapedeckApplication application(options, interface);
-    interface.setApplication(&application);
-    const TerminationSignals signals([&application](int) { application.terminate(); });
-    if (application.finishLaunching()) {
-        interface.deviceListDidChange();
-    }
-    const int status = QCoreApplication::exec();
-    interface.setApplication(nullptr);
-    return status;
+    return runRecorder(options, interface);
 }
 
 int runTool(int argc, char** argv, const Options& options) {

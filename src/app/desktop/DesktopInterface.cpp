@@ -10,6 +10,7 @@
 
 #include "TrayMenu.h"
 #include "app/CTapedeckApplication.h"
+#include "app/ScriptAlert.h"
 #include "app/about/AboutPanel.h"
 #include "app/preferences/PreferenceController.h"
 #include "display/widgets/Icons.h"
@@ -17,6 +18,8 @@
 #include "display/widgets/Theme.h"
 #include "recording/window/NoDeviceWindow.h"
 #include "recording/window/TapedeckWindow.h"
+#include "scheduling/ScheduleOverview.h"
+#include "scheduling/window/CSchedulingWindowController.h"
 
 namespace takebox {
 namespace {
@@ -55,14 +58,15 @@ DesktopInterface::~DesktopInterface() = default;
 void DesktopInterface::setApplication(CTapedeckApplication* application) {
     mApplication = application;
     mTrayMenu.reset();
+    mSchedulingController.reset();
     if (application != nullptr) {
         mTrayMenu = std::make_unique<TrayMenu>(*application);
         connect(mTrayMenu.get(), &TrayMenu::activated, this, &DesktopInterface::activate);
     }
 }
 
-void DesktopInterface::setSchedulingWindow(std::function<void()> show) {
-    mShowSchedulingWindow = std::move(show);
+std::unique_ptr<ScriptSupervisor> DesktopInterface::makeScriptSupervisor() {
+    return std::make_unique<ScriptAlert>();
 }
 
 std::unique_ptr<DeviceWindow> DesktopInterface::makeDeviceWindow(
@@ -109,6 +113,9 @@ void DesktopInterface::showWhetherThereIsADevice() {
     if (!gDVDevicesController) {
         return;
     }
+    if (mSchedulingController && gSchedulingEvents) {
+        mSchedulingController->scheduleEventsChanged();
+    }
     if (gDVDevicesController->hasDVDevice()) {
         mNoDeviceWindow.reset();
         return;
@@ -133,9 +140,21 @@ void DesktopInterface::activate() {
 }
 
 void DesktopInterface::editScheduledEvents() {
-    if (mShowSchedulingWindow) {
-        mShowSchedulingWindow();
+    if (mApplication == nullptr) {
+        return;
     }
+    if (!mSchedulingController) {
+        mSchedulingController = std::make_unique<CSchedulingWindowController>(
+            mApplication->scheduledDecks(), Clock::system());
+    }
+    mSchedulingController->showWindow();
+}
+
+QString DesktopInterface::scheduleOfDevice(std::uint64_t guid) const {
+    return mApplication != nullptr && gSchedulingEvents
+               ? takebox::scheduleOfDevice(guid, *gSchedulingEvents, mApplication->scheduledDecks(),
+                                           Clock::system().localNow())
+               : QString();
 }
 
 void DesktopInterface::showPreferencePanel() {

@@ -9,6 +9,7 @@
 namespace takebox {
 
 class AboutPanel;
+class CSchedulingWindowController;
 class CTapedeckApplication;
 class NoDeviceWindow;
 class PreferenceController;
@@ -23,13 +24,9 @@ public:
     DesktopInterface();
     ~DesktopInterface() override;
 
-    /// The application that this interface serves; null before it is made and when it goes.
-    void setApplication(CTapedeckApplication* application);
-
-    /// What opens the scheduling window.
-    void setSchedulingWindow(std::function<void()> show);
-
     // UserInterface
+    void setApplication(CTapedeckApplication* application) override;
+    std::unique_ptr<ScriptSupervisor> makeScriptSupervisor() override;
     std::unique_ptr<DeviceWindow> makeDeviceWindow(CDVDeviceWindowController& controller) override;
     void showCriticalAlert(const QString& title, const QString& message) override;
     void showInformationalAlert(const QString& title, const QString& message,
@@ -46,13 +43,14 @@ public:
 
     /// Quits, and asks first when that ends a recording.
     void terminate() override;
+    [[nodiscard]] QString scheduleOfDevice(std::uint64_t guid) const override;
 
 private:
     void showWhetherThereIsADevice();
     void lastWindowClosed();
 
     CTapedeckApplication* mApplication = nullptr;
-    std::function<void()> mShowSchedulingWindow;
+    std::unique_ptr<CSchedulingWindowController> mSchedulingController;
     std::unique_ptr<TrayMenu> mTrayMenu;
     std::unique_ptr<NoDeviceWindow> mNoDeviceWindow;
     std::unique_ptr<PreferenceController> mPreferenceController;

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <QString>
+#include <cstdint>
+
 namespace takebox {
 
 /// The commands of the application that stand in the menus of its windows. Main thread; owned by
@@ -11,6 +14,8 @@ public:
     virtual void showPreferencePanel() = 0;
     virtual void orderFrontStandardAboutPanel() = 0;
     virtual void terminate() = 0;
+    /// What the schedule holds for a device, for the tool tip of its window; may be empty.
+    [[nodiscard]] virtual QString scheduleOfDevice(std::uint64_t /*guid*/) const { return {}; }
 
 protected:
     ApplicationCommands() = default;

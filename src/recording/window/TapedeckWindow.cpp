@@ -136,7 +136,8 @@ void TapedeckWindow::makeMenus() {
         &CDVDeviceWindowController::autoCheckBoxChanged)
         ->setCheckable(true);
     deck->addSeparator();
-    QAction* settings = deck->addAction(tr("Deck Se&ttings…"), QKeySequence(QStringLiteral("Ctrl+I")));
+    QAction* settings =
+        deck->addAction(tr("Deck Se&ttings…"), QKeySequence(QStringLiteral("Ctrl+I")));
     bindControl(*settings, outlets.settingsButton, [this] { mUi->settingsButton->click(); });
     makeMainMenu(*mUi->menuBar, mCommands, deck);
 }
@@ -263,6 +264,14 @@ void TapedeckWindow::chooseFolder(const QString& title, const QString& folder,
     }
     connect(dialog, &QFileDialog::fileSelected, this, std::move(chosen));
     dialog->open();
+}
+
+bool TapedeckWindow::event(QEvent* event) {
+    if (event->type() == QEvent::ToolTip && mController.device()) {
+        // Worked out when it is looked at: it tells how long it is until the next recording.
+        setToolTip(mCommands.scheduleOfDevice(mController.device()->deviceGUID()));
+    }
+    return QMainWindow::event(event);
 }
 
 void TapedeckWindow::changeEvent(QEvent* event) {

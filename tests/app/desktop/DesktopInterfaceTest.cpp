@@ -125,12 +125,10 @@ TEST_F(DesktopInterfaceTest, givesTheScreenWithItsYAxisUpwards) {
     EXPECT_EQ(whole.height() - (frame.y() + frame.height()), area.y() - whole.y());
 }
 
-TEST_F(DesktopInterfaceTest, opensTheSchedulingWindowThatItWasGiven) {
+TEST_F(DesktopInterfaceTest, hasNoScheduleWithoutAnApplication) {
     interface.editScheduledEvents();
-    int shown = 0;
-    interface.setSchedulingWindow([&shown] { ++shown; });
-    interface.editScheduledEvents();
-    EXPECT_EQ(shown, 1);
+    EXPECT_TRUE(visibleWindows("QWidget").empty());
+    EXPECT_EQ(interface.scheduleOfDevice(1), QString());
 }
 
 TEST_F(DesktopInterfaceTest, keepsItsPanels) {
