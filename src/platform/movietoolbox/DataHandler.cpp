@@ -9,8 +9,6 @@
 namespace takebox::movietoolbox {
 namespace {
 
-constexpr std::size_t kMediaDataHeaderSize = 16;
-
 /// Room for a 64-bit size, then an atom that reaches to the end of the file.
 ByteBuffer openMediaDataHeader() {
     ByteBuffer header;
@@ -102,9 +100,8 @@ Status DataHandler::writeMovie(std::span<const std::byte> movieAtom) {
         result = failed(mFile->synchronize());
     }
     if (mMediaDataAt != 0) {
-        const ByteBuffer header = closedMediaDataHeader(start - mMediaDataAt);
-        const int error = mFile->writeAt(mMediaDataAt, ByteBuffer(header).bytes());
-        if (error != 0) {
+        ByteBuffer header = closedMediaDataHeader(start - mMediaDataAt);
+        if (const int error = mFile->writeAt(mMediaDataAt, header.bytes()); error != 0) {
             return failed(error);
         }
         mMediaDataAt = 0;

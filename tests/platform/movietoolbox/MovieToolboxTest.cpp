@@ -211,8 +211,16 @@ class FullDisk : public testing::TestWithParam<bool> {};
 // On a disk of any size the movie that was begun is finished, with the chunks that found room.
 TEST_P(FullDisk, leavesAMovieThatIsComplete) {
     constexpr std::uint64_t kChunk = 100000;
+    constexpr std::uint64_t kRecord = 16;
     int smallMovies = 0;
-    for (std::uint64_t capacity = 150000; capacity < 1000000; capacity += 37111) {
+    // Most of all when a chunk just fits and nothing else.
+    std::vector<std::uint64_t> capacities;
+    for (std::uint64_t chunks = 2; chunks < 10; ++chunks) {
+        for (const std::uint64_t more : {0, 10, 500, 2000, 60000}) {
+            capacities.push_back(36 + chunks * (kRecord + kChunk) + more);
+        }
+    }
+    for (const std::uint64_t capacity : capacities) {
         MemoryDisk disk;
         disk.capacity = capacity;
         disk.canReserve = GetParam();
@@ -220,9 +228,11 @@ TEST_P(FullDisk, leavesAMovieThatIsComplete) {
         const OwnMedia own(disk);
         std::uint64_t kept = 0;
         for (int i = 0; i < 12; ++i) {
+            const std::size_t before = disk.bytes.size();
             const Status status = own.add(kChunk, {{1, kChunk}});
             EXPECT_TRUE(status == kNoError || status == kDiskFull) << status;
             kept += status == kNoError ? 1 : 0;
+            EXPECT_TRUE(status == kNoError || disk.bytes.size() == before) << "nothing is left";
             EXPECT_EQ(errorIn(disk), "");
         }
         EXPECT_EQ(own.handler->errorNumber(), ENOSPC);
