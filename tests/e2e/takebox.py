@@ -100,8 +100,8 @@ class ControlClient:
 
     END = b"\n\r"
 
-    def __init__(self, port):
-        self.socket = socket.create_connection(("127.0.0.1", port), timeout=LONGEST_WAIT)
+    def __init__(self, port, host="127.0.0.1"):
+        self.socket = socket.create_connection((host, port), timeout=LONGEST_WAIT)
         self.socket.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
 
     def send(self, command):
