@@ -119,6 +119,8 @@ int run(int argc, char** argv) {
     if (isTool(*parsed.options)) {
         return runTool(argc, argv, *parsed.options);
     }
+    // Before any thread starts, so that all of them inherit it.
+    TerminationSignals::block();
     return parsed.options->headless || parsed.options->recordSeconds
                ? runHeadless(argc, argv, *parsed.options)
                : runDesktop(argc, argv, *parsed.options);
@@ -128,7 +130,5 @@ int run(int argc, char** argv) {
 }  // namespace takebox
 
 int main(int argc, char** argv) {
-    // Before any thread starts, so that all of them inherit it.
-    takebox::TerminationSignals::block();
     return takebox::run(argc, argv);
 }
