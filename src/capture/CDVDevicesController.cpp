@@ -31,8 +31,12 @@ CDVDevicesController::~CDVDevicesController() {
 }
 
 std::int32_t CDVDevicesController::MyAVCDeviceControllerNotification(
-    avc::AVCDeviceController* /*controller*/, void* refCon, avc::AVCDevice* /*device*/) {
-    static_cast<CDVDevicesController*>(refCon)->setDeviceListHasChanged(true);
+    avc::AVCDeviceController* /*controller*/, void* refCon, avc::AVCDevice* device) {
+    auto* list = static_cast<CDVDevicesController*>(refCon);
+    if (!device->isAttached()) {
+        list->mDeparted.insert(device->guid());
+    }
+    list->setDeviceListHasChanged(true);
     return 0;
 }
 
@@ -40,14 +44,38 @@ bool CDVDevicesController::filterDevice(const avc::AVCDevice& device) {
     return device.isDVTapeDevice() || device.isDVConverter();
 }
 
+bool CDVDevicesController::isRecordMissing() {
+    for (int i = 0; i < gAVCDeviceController->deviceCount(); ++i) {
+        if (gAVCDeviceController->deviceAtIndex(i) == nullptr) {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool CDVDevicesController::dropDepartedDevices() {
+    const auto firstDeparted = std::stable_partition(
+        mDeviceWindowControllers.begin(), mDeviceWindowControllers.end(),
+        [this](const auto& entry) { return !mDeparted.contains(entry->device()->deviceGUID()); });
+    const bool isAny = firstDeparted != mDeviceWindowControllers.end();
+    std::for_each(firstDeparted, mDeviceWindowControllers.end(),
+                  [](const auto& entry) { entry->stopUpdates(); });
+    mDeviceWindowControllers.erase(firstDeparted, mDeviceWindowControllers.end());
+    mDeparted.clear();
+    return isAny;
+}
+
 void CDVDevicesController::updateDeviceWindows() {
+    if (isRecordMissing()) {
+        return;
+    }
+    // A device that went away has lost its stream, even when it is back by now. Its entry goes
+    // first, because a device can be opened only once.
+    const bool hasDropped = dropDepartedDevices();
     Entries entries;
     Entries dropped;
     for (int i = 0; i < gAVCDeviceController->deviceCount(); ++i) {
         const avc::AVCDevice* record = gAVCDeviceController->deviceAtIndex(i);
-        if (record == nullptr) {
-            return;
-        }
         const bool isUsable = filterDevice(*record) && record->isAttached();
         bool isKnown = false;
         for (const auto& entry : mDeviceWindowControllers) {
@@ -63,7 +91,7 @@ void CDVDevicesController::updateDeviceWindows() {
             entries.push_back(makeEntry(*record, i));
         }
     }
-    const bool isDifferent = entries != mDeviceWindowControllers;
+    const bool isDifferent = hasDropped || entries != mDeviceWindowControllers;
     mDeviceWindowControllers = std::move(entries);
     dropped.clear();
     updateApplicationIcon();

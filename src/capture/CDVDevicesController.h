@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <set>
 #include <vector>
 
 #include "capture/AVCGlobals.h"
@@ -56,7 +57,8 @@ public:
     using Entries = std::vector<std::shared_ptr<DeviceWindowController>>;
 
     /// Rebuilds the list: keeps the controllers of devices that are still there, drops the others,
-    /// makes new ones. A missing record stops the rebuild and leaves everything as it was.
+    /// makes new ones. A device that was away meanwhile, however shortly, gets a new one. While a
+    /// record is missing everything stays as it was.
     void updateDeviceWindows();
     /// Rebuilds without asking whether anything has changed.
     void deviceListUpdateTimer() { updateDeviceWindows(); }
@@ -91,6 +93,8 @@ private:
 
     static std::int32_t MyAVCDeviceControllerNotification(avc::AVCDeviceController* controller,
                                                           void* refCon, avc::AVCDevice* device);
+    [[nodiscard]] static bool isRecordMissing();
+    bool dropDepartedDevices();
     [[nodiscard]] std::shared_ptr<DeviceWindowController> makeEntry(const avc::AVCDevice& device,
                                                                     std::int32_t index);
 
@@ -98,6 +102,7 @@ private:
     Clock& mClock;
     bool mDeviceListHasChanged = true;
     Entries mDeviceWindowControllers;
+    std::set<std::uint64_t> mDeparted;  // GUIDs that have gone away since the last rebuild
     Clock::Timer mDeviceListUpdateTimer = 0;
     ApplicationStatus mApplicationStatus = ApplicationStatus::kUnknown;
 };

@@ -201,6 +201,24 @@ TEST_F(CDVDevicesControllerTest, deviceThatReturnsHasItsPlaceAndANewController) 
     EXPECT_TRUE(fake(0).isStreaming());
 }
 
+TEST_F(CDVDevicesControllerTest, deviceThatWasAwayForAMomentOnlyStreamsAgain) {
+    makeList(2);
+    environment.windows.erase(environment.windows.begin());
+    const std::weak_ptr<DeviceWindowController> before = list->deviceWindowControllerAtIndex(0);
+    attach(0, false);
+    attach(0, true);
+    clock.advance(1.0);
+    EXPECT_THAT(guids(), ElementsAre(1, 2));
+    EXPECT_TRUE(before.expired());
+    EXPECT_EQ(fake(0).streamsMade, 2);
+    EXPECT_TRUE(fake(0).isOpen);
+    EXPECT_TRUE(fake(0).isStreaming());
+    EXPECT_EQ(fake(1).streamsMade, 1);
+    EXPECT_EQ(environment.changes, 2);
+    list->updateDeviceWindows();
+    EXPECT_EQ(fake(0).streamsMade, 2);
+}
+
 TEST_F(CDVDevicesControllerTest, changeIsNoticedWithinASecond) {
     makeList(2);
     attach(0, false);
