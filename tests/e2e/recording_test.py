@@ -1,0 +1,237 @@
+"""Recordings of virtual decks from start to stop, judged by ffmpeg and by the bytes of the tape."""
+
+import os
+import unittest
+
+from takebox import (NTSC_FRAME, PAL_FRAME, TakeboxTest, deck, deck_key, deck_settings, ffmpeg,
+                     ffprobe, read_file, size_of, sound, video_packets, wait_until,
+                     write_preferences)
+
+PAL_DECK = 0x11
+NTSC_DECK = 0x22
+
+# ffmpeg opens the files that a movie points to only when told that they can be trusted.
+FOLLOW_REFERENCES = ("-enable_drefs", "1")
+
+
+class Recording(TakeboxTest):
+    def setUp(self):
+        super().setUp()
+        self.takes = self.make_folder("takes")
+
+    def settings(self, guid, **changes):
+        return {deck_key(guid): deck_settings(self.takes, **changes)}
+
+    def take(self, name, number=0):
+        """Paths of the files of a take."""
+        suffix = f" {number}" if number else ""
+        raw = os.path.join(self.takes, name, name + suffix)
+        other = os.path.join(self.takes, name + suffix)
+        return {"dv": raw + ".dv", "aud": raw + ".aud", "mov": other + ".mov",
+                "ref": other + ".ref"}
+
+    def record(self, program, index, frames, files, frame_size):
+        """Records until so many frames are on the disk, and stops."""
+        self.assertEqual(program.ask(f"RECORD {index}"), "OK")
+        self.wait_for_frames(files, frames, frame_size)
+        self.assertEqual(program.ask(f"STOP {index}"), "OK")
+        self.assertEqual(program.ask(f"STATUS {index}"), "IDLE")
+
+    def wait_for_frames(self, files, frames, frame_size):
+        wait_until(lambda: size_of(files["dv"]) >= frames * frame_size, f"{frames} frames")
+
+    def check_take(self, files, frame_size, covered=None):
+        """The four files of a take hold the same frames and sound; the reference movie covers so
+        many of them, or all. Returns how many frames."""
+        frames, rest = divmod(size_of(files["dv"]), frame_size)
+        self.assertEqual(rest, 0, files["dv"])
+        self.assertGreater(frames, 0)
+        packets = video_packets(files["dv"])
+        self.assertEqual(len(packets), frames)
+        self.assertEqual(video_packets(files["mov"]), packets)
+        samples = read_file(files["aud"])
+        self.assertEqual(samples, sound(files["dv"]))
+        self.assertEqual(samples, sound(files["mov"]))
+        covered = covered or frames
+        reference = video_packets(files["ref"], *FOLLOW_REFERENCES)
+        self.assertEqual(reference[:frames], packets[:covered])
+        seen = sound(files["ref"], 0, *FOLLOW_REFERENCES)[: len(samples)]
+        self.assertEqual(seen, samples[: len(seen)])
+        self.assertGreaterEqual(len(seen), len(samples) * covered // frames)
+        return frames
+
+    def make_tape(self, name, pal, frames=40):
+        """A file of DV frames with sound, made by ffmpeg; every frame is different."""
+        path = os.path.join(self.folder, name)
+        target = "pal-dv" if pal else "ntsc-dv"
+        size, rate = ("720x576", "25") if pal else ("720x480", "30000/1001")
+        seconds = str(frames / (25 if pal else 30000 / 1001))
+        ffmpeg("-f", "lavfi", "-i", f"testsrc2=size={size}:rate={rate}",
+               "-f", "lavfi", "-i", "sine=frequency=440:sample_rate=48000",
+               "-ac", "2", "-t", seconds, "-target", target, path)
+        return path
+
+    def test_two_decks_at_once(self):
+        write_preferences(self.home, {
+            **self.settings(PAL_DECK, Recording_Name="Pal"),
+            **self.settings(NTSC_DECK, Recording_Name="Ntsc", Mono_Tracks=True),
+        })
+        program = self.start(deck("pal", PAL_DECK, speed=4), deck("ntsc", NTSC_DECK, speed=4))
+        sizes = {"Pal": PAL_FRAME, "Ntsc": NTSC_FRAME}
+        for index in (1, 2):
+            self.assertEqual(program.ask(f"RECORD {index}"), "OK")
+        for name, frame_size in sizes.items():
+            self.wait_for_frames(self.take(name), 30, frame_size)
+        self.assertEqual(program.ask("STATUS 1"), "REC")
+        self.assertNotEqual(program.ask("ELAPSED 2"), "00:00:00:00")
+        program.ask("STOP 1")
+        self.assertEqual(program.ask("STATUS 1"), "IDLE")
+        self.assertEqual(program.ask("STATUS 2"), "REC")
+        program.ask("STOP 2")
+        # Again, beside the first takes.
+        for index, name in ((1, "Pal"), (2, "Ntsc")):
+            self.record(program, index, 10, self.take(name, 1), sizes[name])
+        self.end_well(program)
+        for name, frame_size in sizes.items():
+            for number in (0, 1):
+                self.check_take(self.take(name, number), frame_size)
+        self.assertEqual(sorted(os.listdir(self.takes)), sorted(
+            ["Pal", "Ntsc"] + [f"{name}{number}.{kind}" for name in sizes
+                               for number in ("", " 1") for kind in ("mov", "ref")]))
+
+    def test_reference_movie_has_the_measures_of_its_standard(self):
+        write_preferences(self.home, {
+            **self.settings(PAL_DECK, Recording_Name="Pal"),
+            **self.settings(NTSC_DECK, Recording_Name="Ntsc", Timecode_Source_Index=2,
+                            Preset_Timecode=3723.5)})
+        program = self.start(deck("pal", PAL_DECK, speed=4, start="10:20:30:05"),
+                             deck("ntsc", NTSC_DECK, speed=4))
+        for index, name, frame_size in ((1, "Pal", PAL_FRAME), (2, "Ntsc", NTSC_FRAME)):
+            self.record(program, index, 5, self.take(name), frame_size)
+        self.end_well(program)
+        for name, scale, rate in (("Pal", "1/2500", "25/1"), ("Ntsc", "1/2997", "2997/100")):
+            for kind in ("ref", "mov"):
+                found = ffprobe(self.take(name)[kind], "stream=time_base,r_frame_rate",
+                                "-select_streams", "v")
+                self.assertEqual(found, [rate, scale], (name, kind))
+        for kind in ("ref", "mov"):
+            self.assertEqual(self.time_code("Ntsc", kind), "01:02:03:14")
+            self.assertRegex(self.time_code("Pal", kind), "^10:20:3[0-9]:[0-2][0-9]$")
+        self.assertEqual(self.time_code("Pal", "ref"), self.time_code("Pal", "mov"))
+
+    def time_code(self, name, kind):
+        return ffprobe(self.take(name)[kind], "stream_tags=timecode", "-select_streams", "d")[0]
+
+    def test_tapes_are_recorded_byte_for_byte(self):
+        tapes = {"Pal": (PAL_FRAME, self.make_tape("pal.dv", True)),
+                 "Ntsc": (NTSC_FRAME, self.make_tape("ntsc.dv", False))}
+        write_preferences(self.home, {
+            **self.settings(PAL_DECK, Recording_Name="Pal"),
+            **self.settings(NTSC_DECK, Recording_Name="Ntsc")})
+        program = self.start(deck(tapes["Pal"][1], PAL_DECK, speed=2),
+                             deck(tapes["Ntsc"][1], NTSC_DECK, speed=2))
+        for index in (1, 2):
+            program.ask(f"RECORD {index}")
+        for name, (frame_size, tape) in tapes.items():
+            # More than the tape holds: it begins again.
+            self.wait_for_frames(self.take(name), 1 + size_of(tape) // frame_size, frame_size)
+        self.end_well(program)
+        for name, (frame_size, tape) in tapes.items():
+            frames = self.check_take(self.take(name), frame_size)
+            recorded = read_file(self.take(name)["dv"])
+            source = read_file(tape)
+            source_frames = len(source) // frame_size
+            begin = source.find(recorded[:frame_size])
+            self.assertEqual(begin % frame_size, 0)
+            rounds = source * (frames // source_frames + 2)
+            self.assertEqual(recorded, rounds[begin: begin + len(recorded)])
+
+    def test_deck_that_vanishes_leaves_a_complete_take_and_records_again(self):
+        write_preferences(self.home, self.settings(PAL_DECK, Recording_Name="Lost"))
+        program = self.start(deck("pal", PAL_DECK, speed=4, fault="vanish@60:200"),
+                             deck("ntsc", NTSC_DECK))
+        self.assertEqual(program.ask("RECORD 1"), "OK")
+        wait_until(lambda: program.ask("COUNT") == "1", "the deck to vanish")
+        self.assertEqual(program.ask("GUID 1"), f"{NTSC_DECK:016x}")
+        wait_until(lambda: program.ask("COUNT") == "2", "the deck to return")
+        self.assertEqual(program.ask("GUID 1"), f"{PAL_DECK:016x}")
+        self.assertEqual(program.ask("STATUS 1"), "IDLE")
+        self.assertEqual(program.ask("RECNAME 1"), "Lost")
+        self.record(program, 1, 20, self.take("Lost", 1), PAL_FRAME)
+        self.end_well(program)
+        self.assertLessEqual(self.check_take(self.take("Lost"), PAL_FRAME), 60)
+        self.check_take(self.take("Lost", 1), PAL_FRAME)
+
+    def test_deck_that_vanishes_for_a_moment_records_again(self):
+        write_preferences(self.home, self.settings(PAL_DECK, Recording_Name="Moment"))
+        program = self.start(deck("pal", PAL_DECK, fault="vanish@20:2"))
+        self.assertEqual(program.ask("RECORD 1"), "OK")
+        wait_until(lambda: program.ask("STATUS 1") == "IDLE", "the deck to vanish")
+        # It gives a signal again before it is told to record.
+        stood = program.ask("TIMECODE 1")
+        wait_until(lambda: program.ask("TIMECODE 1") != stood, "the deck to play")
+        self.record(program, 1, 10, self.take("Moment", 1), PAL_FRAME)
+        self.end_well(program)
+        self.check_take(self.take("Moment"), PAL_FRAME)
+        self.check_take(self.take("Moment", 1), PAL_FRAME)
+
+    def test_reference_movie_plays_what_is_there_while_its_files_grow(self):
+        write_preferences(self.home, self.settings(PAL_DECK, **{"Recording_Name": "Growing"}))
+        program = self.start(deck("pal", PAL_DECK))
+        program.ask("RECORD 1")
+        files = self.take("Growing")
+        self.wait_for_frames(files, 20, PAL_FRAME)
+        # The whole length is promised, and the frames that exist can be read.
+        duration = float(ffprobe(files["ref"], "format=duration")[0])
+        self.assertAlmostEqual(duration, 60.0, delta=0.1)
+        before = size_of(files["dv"]) // PAL_FRAME
+        playable = video_packets(files["ref"], *FOLLOW_REFERENCES, "-t", "0.8")
+        self.assertEqual(program.ask("STATUS 1"), "REC")
+        self.assertGreaterEqual(len(playable), min(before, 20))
+        ffmpeg(*FOLLOW_REFERENCES, "-t", "0.6", "-i", files["ref"], "-f", "null", "-")
+        self.end_well(program)
+        self.assertEqual(playable, video_packets(files["dv"])[: len(playable)])
+
+    def test_nothing_is_overwritten_unless_erasing_is_asked_for(self):
+        for erase in (False, True):
+            name = f"Erase{erase}"
+            write_preferences(self.home, {"Erase Existing Files": erase,
+                                          **self.settings(PAL_DECK, Recording_Name=name)})
+            program = self.start(deck("pal", PAL_DECK, speed=8))
+            self.record(program, 1, 30, self.take(name), PAL_FRAME)
+            first = size_of(self.take(name)["dv"])
+            second = self.take(name, 0 if erase else 1)
+            program.ask("RECORD 1")
+            wait_until(lambda: program.ask("ELAPSED 1") >= "00:00:00:03", "frames")
+            self.end_well(program)
+            self.assertLess(self.check_take(second, PAL_FRAME), 30)
+            if not erase:
+                self.assertEqual(size_of(self.take(name)["dv"]), first)
+
+    def test_loop_keeps_the_last_stretch(self):
+        write_preferences(self.home, self.settings(
+            PAL_DECK, Recording_Name="Loop", Loop_Recording=True, Reference_Movie_Duration=2.0,
+            **{"Create Self-Contained Movie": False}))
+        program = self.start(deck("pal", PAL_DECK, speed=4))
+        program.ask("RECORD 1")
+        wait_until(lambda: program.ask("ELAPSED 1") >= "00:00:05:00", "two rounds and more")
+        self.end_well(program)
+        frames, rest = divmod(size_of(self.take("Loop")["dv"]), PAL_FRAME)
+        self.assertEqual(rest, 0)
+        self.assertGreaterEqual(frames, 50)
+        self.assertLessEqual(frames, 50 + 10 + 2 * 4)  # a buffer, and a frame or two of looseness
+
+    def test_record_from_the_command_line(self):
+        program = self.run_program("--record", "1", "--to", self.takes, deck("pal", PAL_DECK),
+                                   headless=False)
+        self.assertEqual(program.wait(), 0, program.log() + program.output())
+        self.assertIn("nothing lost", program.output())
+        names = [name[:-4] for name in os.listdir(self.takes) if name.endswith(".mov")]
+        self.assertEqual(len(names), 1)
+        self.assertGreaterEqual(self.check_take(self.take(names[0]), PAL_FRAME, covered=25), 25)
+        # Nothing of it is left in the preferences.
+        self.assertFalse(os.path.exists(os.path.join(self.home, "Library")))
+
+
+if __name__ == "__main__":
+    unittest.main()
