@@ -125,7 +125,7 @@ void BufferedFile::appendBlock(const std::uint8_t* bytes, std::uint32_t size, bo
     if (mChunkBeingFilled != nullptr && !mChunkBeingFilled->hasRoomFor(size)) {
         mChunkBeingFilled->setFull(true);
         mChunkBeingFilled = nullptr;
-        mWork.release();
+        mWork.signal();
     }
     if (mChunkBeingFilled == nullptr) {
         mChunkBeingFilled = firstAvailableChunk();
@@ -148,14 +148,14 @@ void BufferedFile::appendBlock(const std::uint8_t* bytes, std::uint32_t size, bo
 
 void BufferedFile::close() {
     _mustGoOn.store(false, std::memory_order_release);
-    mWork.release();
+    mWork.signal();
 }
 
 void BufferedFile::writeChunksThread() {
     writeFullChunks();
     // Asked before each sleep: the wait for a full disk may have taken the signal of close().
     while (_mustGoOn.load(std::memory_order_acquire)) {
-        mWork.acquire();
+        mWork.wait();
         writeFullChunks();
     }
     drain();
@@ -227,7 +227,7 @@ std::uint32_t BufferedFile::writeBytes(const std::uint8_t* bytes, std::uint32_t 
         isWaitingForRoom = true;
         // Wakes at once when the file is closed; full chunks that are announced meanwhile are found
         // by writeFullChunks() without their announcement.
-        static_cast<void>(mWork.try_acquire_for(kFullDiskPause));
+        mWork.waitFor(kFullDiskPause);
     }
     if (isWaitingForRoom && written == size) {
         logMessage("%s is being written again", QFile::encodeName(_filePath).constData());

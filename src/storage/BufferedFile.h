@@ -5,8 +5,8 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
-#include <semaphore>
 
+#include "storage/WakeUp.h"
 #include "storage/WriteBufferChunk.h"
 
 namespace takebox {
@@ -120,7 +120,7 @@ private:
     std::atomic<bool> _mustGoOn{false};
     std::atomic<bool> _isOpen{false};
     // Raised for each full chunk and by close(): the writer sleeps until there is something to do.
-    std::counting_semaphore<> mWork{0};
+    WakeUp mWork;
 
     // Counters that stand for themselves.
     std::atomic<std::uint64_t> mAppendedBlocks{0};

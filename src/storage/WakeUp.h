@@ -3,6 +3,8 @@
 #include <semaphore.h>
 
 #include <cerrno>
+#include <chrono>
+#include <ctime>
 
 namespace takebox {
 
@@ -19,6 +21,16 @@ public:
     /// Returns once for every signal().
     void wait() {
         while (sem_wait(&mSemaphore) != 0 && errno == EINTR) {
+        }
+    }
+    /// The same, but for no longer than the time given; the signal may still come afterwards.
+    void waitFor(std::chrono::milliseconds time) {
+        timespec end{};
+        clock_gettime(CLOCK_MONOTONIC, &end);
+        const auto nanoseconds = end.tv_nsec + std::chrono::nanoseconds(time).count();
+        end.tv_sec += nanoseconds / 1000000000;
+        end.tv_nsec = nanoseconds % 1000000000;
+        while (sem_clockwait(&mSemaphore, CLOCK_MONOTONIC, &end) != 0 && errno == EINTR) {
         }
     }
 
