@@ -1,0 +1,223 @@
+#include "platform/avc/ieee1394/DVFrameAssembler.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+#include "platform/avc/AVCDevice.h"
+
+namespace takebox::avc {
+namespace {
+
+constexpr std::size_t kFrameSizeMax = 144000;
+constexpr unsigned kCyclesPerSecond = 8000;
+constexpr unsigned kCyclesPerFrameNTSC = 267;
+constexpr unsigned kCyclesPerFramePAL = 320;
+constexpr int kPacketsPerSequence = 25;
+constexpr int kBlocksPerPacket = 6;
+
+// Fields of the CIP header.
+constexpr std::uint8_t kNodeMask = 0x3F;
+constexpr std::uint8_t kDataBlockQuadlets = 120;
+constexpr std::uint8_t kFormatDV = 0x80;
+constexpr std::uint8_t kSystem50 = 0x80;
+constexpr std::uint8_t kSignalTypeMask = 0x7C;
+constexpr std::uint8_t kSignalTypeSD = 0x00;
+constexpr std::uint8_t kSignalTypeDVCPRO25 = 0x78;
+
+unsigned cyclesBetween(unsigned from, unsigned to) {
+    return (to + kCyclesPerSecond - from) % kCyclesPerSecond;
+}
+
+}  // namespace
+
+DVFrameAssembler::DVFrameAssembler(std::size_t buffers, DVFrameSink& sink)
+    : mSink(sink), mBuffers(std::max<std::size_t>(buffers, 1)), mMemory(mBuffers * kFrameSizeMax) {}
+
+void DVFrameAssembler::restart() {
+    mIsSynchronized = false;
+    mIsOpen = false;
+}
+
+void DVFrameAssembler::setSource(int node) {
+    mSource = node;
+    mFormerSources.reset();
+}
+
+void DVFrameAssembler::renumberSource(int node) {
+    if (mSource == node || mSource == kAnySource) {
+        return;
+    }
+    mFormerSources.set(static_cast<std::size_t>(mSource));
+    mSource = node;
+}
+
+bool DVFrameAssembler::isForeign(int node) {
+    if (node == mSource) {
+        mFormerSources.reset();
+        return false;
+    }
+    return mSource != kAnySource && !mFormerSources.test(static_cast<std::size_t>(node));
+}
+
+DVFrameAssembler::Packet DVFrameAssembler::packet(std::span<const std::uint8_t> packet,
+                                                  unsigned cycle) {
+    if (packet.size() < kHeaderSize) {
+        return Packet::kNotDV;
+    }
+    if (isForeign(packet[0] & kNodeMask)) {
+        mLastCycle = cycle;  // foreign or not, it shows that the receive ring is being emptied
+        return Packet::kForeign;
+    }
+    const std::uint8_t signalType = packet[5] & kSignalTypeMask;
+    if (packet[4] != kFormatDV || packet[1] != kDataBlockQuadlets ||
+        (signalType != kSignalTypeSD && signalType != kSignalTypeDVCPRO25)) {
+        mLastCycle = cycle;
+        return Packet::kNotDV;
+    }
+    mSignal = packet[5];
+    Packet kind = Packet::kNotDV;
+    if (packet.size() == kHeaderSize) {
+        kind = Packet::kEmpty;
+    } else if (packet.size() == kPacketSize) {
+        kind = Packet::kData;
+        data(packet.subspan(kHeaderSize), packet[3], cycle);
+    }
+    mLastCycle = cycle;
+    return kind;
+}
+
+int DVFrameAssembler::packetIndex(std::span<const std::uint8_t> block) {
+    const int type = block[0] >> 5;
+    const int sequence = block[1] >> 4;
+    const int number = block[2];
+    int slot = -1;
+    if (type == 0 && number == 0) {
+        slot = 0;
+    } else if (type == 3 && number < 9) {
+        slot = 6 + 16 * number;
+    } else if (type == 4 && number < 135) {
+        slot = 7 + number + number / 15;
+    }
+    if (slot < 0 || slot % kBlocksPerPacket != 0) {
+        return -1;
+    }
+    return sequence * kPacketsPerSequence + slot / kBlocksPerPacket;
+}
+
+void DVFrameAssembler::data(std::span<const std::uint8_t> blocks, std::uint8_t dbc,
+                            unsigned cycle) {
+    const int index = packetIndex(blocks);
+    const bool may50 = (mSignal & kSystem50) != 0 || (mIsOpen && mPackets == kPacketsPAL);
+    // A packet that is damaged where its place stands is left out: the next one shows the gap.
+    if (index < 0 || index >= (may50 ? kPacketsPAL : kPacketsNTSC)) {
+        return;
+    }
+    if (!mIsSynchronized) {
+        if (index != 0) {
+            return;
+        }
+        mIsSynchronized = true;
+        begin(blocks, index);
+    } else {
+        const int step = index - mLastIndex;
+        const auto counted = static_cast<std::uint8_t>(dbc - mLastDBC);
+        if (step == 0 && counted == 0) {
+            return;  // the same packet again
+        }
+        const bool sameFrame = mIsOpen && step > 0 && static_cast<std::uint8_t>(step) == counted &&
+                               mSignal == mFrameSignal && index < mPackets;
+        if (!sameFrame) {
+            changeFrame(blocks, index, dbc, cycle);
+        }
+    }
+    if (!mIsSynchronized) {
+        return;
+    }
+    store(blocks, index);
+    mLastIndex = index;
+    mLastDBC = dbc;
+    mLastDataCycle = cycle;
+    if (index == mPackets - 1) {
+        finish();
+    }
+}
+
+void DVFrameAssembler::changeFrame(std::span<const std::uint8_t> blocks, int index,
+                                   std::uint8_t dbc, unsigned cycle) {
+    const unsigned frameCycles = mPackets == kPacketsPAL ? kCyclesPerFramePAL : kCyclesPerFrameNTSC;
+    const unsigned silence = cyclesBetween(mLastCycle, cycle);
+    if (static_cast<std::uint8_t>(dbc - mLastDBC) != 1 && silence > frameCycles) {
+        // Not even empty packets came: the ring had run full. That is told as one loss, and the
+        // frames on both sides of the gap are not told again.
+        mSink.overrun(silence);
+        restart();
+        if (index == 0) {
+            mIsSynchronized = true;
+            begin(blocks, index);
+        }
+        return;
+    }
+    if (mIsOpen) {
+        finish();
+    }
+    if (framesAhead(index, dbc, cycle) > 1) {
+        mSink.frame(kFramesMissing, nullptr, 0);
+    }
+    begin(blocks, index);
+}
+
+/// How many frames after the last packet's frame this packet belongs; 0 when the counter was not
+/// continued at all.
+int DVFrameAssembler::framesAhead(int index, std::uint8_t dbc, unsigned cycle) const {
+    const int counted = static_cast<std::uint8_t>(dbc - mLastDBC);
+    // The counter has eight bits; the time that passed decides between its turns. 15 cycles of 16
+    // carry data.
+    const int expected = static_cast<int>(cyclesBetween(mLastDataCycle, cycle) * 15 / 16);
+    for (int frames = 1; frames <= static_cast<int>(kCyclesPerSecond) / mPackets + 1; ++frames) {
+        const int packets = frames * mPackets + index - mLastIndex;
+        if (packets % 256 == counted && std::abs(packets - expected) < mPackets / 2) {
+            return frames;
+        }
+    }
+    return 0;
+}
+
+void DVFrameAssembler::begin(std::span<const std::uint8_t> blocks, int index) {
+    constexpr std::uint8_t kSequences12 = 0x80;  // DSF flag of the header block
+    const bool is50 = index == 0 ? (blocks[3] & kSequences12) != 0 : (mSignal & kSystem50) != 0;
+    mPackets = is50 ? kPacketsPAL : kPacketsNTSC;
+    mFrameSignal = mSignal;
+    mPresent.reset();
+    mIsOpen = true;
+}
+
+void DVFrameAssembler::store(std::span<const std::uint8_t> blocks, int index) {
+    if (index >= mPackets) {
+        return;
+    }
+    std::copy(blocks.begin(), blocks.end(),
+              mMemory.begin() +
+                  static_cast<std::ptrdiff_t>(mBuffer * kFrameSizeMax +
+                                              static_cast<std::size_t>(index) * kPayloadSize));
+    mPresent.set(static_cast<std::size_t>(index));
+}
+
+void DVFrameAssembler::finish() {
+    std::uint8_t* const frame = mMemory.data() + mBuffer * kFrameSizeMax;
+    const auto packets = static_cast<std::size_t>(mPackets);
+    const bool isWhole = mPresent.count() == packets;
+    if (!isWhole) {
+        // A hole is empty; it does not show what the buffer held before.
+        for (std::size_t i = 0; i < packets; ++i) {
+            if (!mPresent.test(i)) {
+                std::fill_n(frame + i * kPayloadSize, kPayloadSize, std::uint8_t{0});
+            }
+        }
+    }
+    mIsOpen = false;
+    mBuffer = (mBuffer + 1) % mBuffers;
+    mSink.frame(isWhole ? kFrameReceived : kFrameIncomplete, frame,
+                static_cast<std::uint32_t>(packets * kPayloadSize));
+}
+
+}  // namespace takebox::avc

@@ -1,0 +1,292 @@
+#include "platform/avc/ieee1394/IEEE1394Stream.h"
+
+#include <poll.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <utility>
+
+#include "platform/avc/ieee1394/ThreadSetup.h"
+#include "platform/log/Log.h"
+
+namespace takebox::avc {
+namespace {
+
+constexpr std::int64_t kSilence = 200;       // ms without data in a running stream
+constexpr std::int64_t kRetry = 1000;        // ms between attempts to open the bus
+constexpr std::int64_t kQuiet = 10;          // ms; the ring holds far more
+constexpr std::int64_t kDeadAfter = 60;      // ms without data on a handle with errors
+constexpr int kPollTimeout = 100;            // ms
+constexpr std::uint32_t kForeignMax = 8000;  // packets: one second
+constexpr std::uint32_t kNotDVMax = 1000;
+// Packets between two interrupts. The kernel drops the headers of more than 512; and what came
+// since the last interrupt is out of reach when a device falls silent, so the interval is short: 5
+// ms.
+constexpr std::uint32_t kInterruptInterval = 40;
+constexpr int kBroadcastChannel = 63;
+
+/// Without bus number, as it stands in packets.
+int nodeNumber(const NodeWatch& watch) {
+    return watch.info().node & 0x3F;
+}
+
+std::uint32_t limited(std::int64_t value) {
+    return static_cast<std::uint32_t>(std::clamp<std::int64_t>(value, 0, UINT32_MAX));
+}
+
+}  // namespace
+
+IEEE1394Stream::IEEE1394Stream(DeviceWorker& worker, const AVCDevice& device,
+                               const DVReceiverParameters& parameters)
+    : mWorker(worker),
+      mDevice(device),
+      mName(device.deviceName()),
+      mParameters(parameters),
+      mAssembler(parameters.frameBuffers, *this) {}
+
+IEEE1394Stream::~IEEE1394Stream() {
+    IEEE1394Stream::stop();
+}
+
+int IEEE1394Stream::start() {
+    if (mThread.joinable()) {
+        return 0;
+    }
+    if (!mDevice.isAttached()) {
+        return ENODEV;
+    }
+    mLink = std::make_shared<StreamLink>();
+    mThread = std::jthread([this](const std::stop_token& token) { receive(token); });
+    mWorker.startStream(mLink);
+    return 0;
+}
+
+void IEEE1394Stream::stop() {
+    if (!mThread.joinable()) {
+        return;
+    }
+    mThread.request_stop();
+    mLink->wake();
+    mThread.join();
+    // Only now, so that the device does not stop sending to a channel that is being received.
+    mWorker.stopStream(mLink);
+}
+
+void IEEE1394Stream::receive(const std::stop_token& stop) {
+    setUpThread("fw-receive");
+    requestRealTimePriority();
+    // A stream that was stopped is another one when it is started again.
+    mTarget = {};
+    mLastData = 0;
+    mIsSilenceTold = false;
+    mIsRestarted = false;
+    while (!stop.stop_requested()) {
+        mNow = monotonicMilliseconds();
+        followTarget();
+        waitForPackets();
+    }
+    closeBus();
+}
+
+void IEEE1394Stream::followTarget() {
+    const StreamTarget target = mLink->target();
+    if (target != mTarget) {
+        closeBus();
+        mRetryTime = 0;
+        mLastError = 0;
+        mTarget = target;
+    }
+    if (!mBus && mTarget.isReceiving() && mNow >= mRetryTime) {
+        openBus();
+    }
+}
+
+void IEEE1394Stream::openBus() {
+    int error = mWatch.open(mTarget.number);
+    if (error == 0) {
+        mBus = BusHandle::open(mTarget.card, error);
+    }
+    if (mBus) {
+        const std::uint32_t cycles = std::max(mParameters.cyclesPerSegment, 1U);
+        error = mBus->startReception(mTarget.channel, cycles * std::max(mParameters.segments, 2U),
+                                     std::min(cycles, kInterruptInterval), *this);
+    }
+    if (error == 0) {
+        mAssembler.restart();
+        mAssembler.setSource(nodeNumber(mWatch));
+        mForeignOnly = 0;
+        mQuietUntil = 0;
+        mIsRestarted = mLastData != 0;
+        mLastError = 0;
+        return;
+    }
+    closeBus();
+    mRetryTime = mNow + kRetry;
+    // Of a device that is gone, the control thread tells.
+    if (error != mLastError && error != ENODEV) {
+        mLastError = error;
+        if (error == EBUSY) {
+            logFromReceiveThread("%s cannot be received: channel %d is in use on this card",
+                                 mName.c_str(), mTarget.channel);
+        } else {
+            logFromReceiveThread("%s cannot be received (err = %d)", mName.c_str(), error);
+        }
+    }
+}
+
+void IEEE1394Stream::closeBus() {
+    mBus.reset();
+    mWatch.close();
+    mAssembler.restart();
+}
+
+void IEEE1394Stream::waitForPackets() {
+    const bool isQuiet = mNow < mQuietUntil;
+    int timeout = isQuiet ? static_cast<int>(mQuietUntil - mNow) : kPollTimeout;
+    if (!mBus && !mTarget.isReceiving() && (mLastData == 0 || mIsSilenceTold)) {
+        timeout = -1;
+    }
+    // poll leaves out the descriptor -1.
+    std::array<pollfd, 3> ready{{{mBus && !isQuiet ? mBus->descriptor() : -1, POLLIN, 0},
+                                 {mLink->wakeDescriptor(), POLLIN, 0},
+                                 {mWatch.descriptor(), POLLIN, 0}}};
+    if (poll(ready.data(), ready.size(), timeout) < 0) {
+        return;
+    }
+    mNow = monotonicMilliseconds();
+    if (ready[1].revents != 0) {
+        mLink->clearWake();
+    }
+    if (ready[2].revents != 0) {
+        handleWatch();
+    }
+    if (mBus && ready[0].revents != 0) {
+        handlePackets();
+    }
+    checkSilence();
+}
+
+void IEEE1394Stream::handleWatch() {
+    switch (mWatch.read()) {
+        case NodeWatch::News::kNone:
+            break;
+        case NodeWatch::News::kBusReset:
+            mAssembler.renumberSource(nodeNumber(mWatch));
+            break;
+        case NodeWatch::News::kGone:
+            closeBus();
+            // The control thread finds it out as well and says where to look next.
+            mRetryTime = mNow + kRetry;
+            break;
+    }
+}
+
+void IEEE1394Stream::handlePackets() {
+    mHasData = false;
+    mHasAsked = false;
+    const int error = mBus->iterate();
+    if (mHasData) {
+        mLastData = mNow;
+        mLink->setLastData(mNow);
+    }
+    if (error == 0 || error == EINTR || error == EAGAIN) {
+        return;
+    }
+    // A device file on this card has ended and the handle will say so for ever. That may be another
+    // device's: as long as data come, they are all that counts.
+    mQuietUntil = mNow + kQuiet;
+    if (mNow - mLastData > kDeadAfter) {
+        closeBus();
+        openBus();
+    }
+}
+
+void IEEE1394Stream::checkSilence() {
+    if (mLastData != 0 && !mIsSilenceTold && mNow - mLastData > kSilence) {
+        mIsSilenceTold = true;
+        mAssembler.restart();
+        tell(kStreamInterrupted, limited(mNow - mLastData), kNoData);
+    }
+}
+
+void IEEE1394Stream::isoPacket(std::span<const std::uint8_t> packet, unsigned cycle) {
+    auto kind = mAssembler.packet(packet, cycle);
+    if (kind == DVFrameAssembler::Packet::kForeign) {
+        kind = foreignPacket(packet, cycle);
+    }
+    switch (kind) {
+        case DVFrameAssembler::Packet::kData:
+            dataArrived();
+            break;
+        case DVFrameAssembler::Packet::kEmpty:
+            mForeignOnly = 0;
+            break;
+        case DVFrameAssembler::Packet::kForeign:
+            break;
+        case DVFrameAssembler::Packet::kNotDV:
+            if (++mNotDV > kNotDVMax && !mIsFormatTold) {
+                mIsFormatTold = true;
+                logFromReceiveThread("%s does not send DV at 25 Mbit/s: nothing can be recorded",
+                                     mName.c_str());
+            }
+            break;
+    }
+}
+
+/// The packet may be the first one after a bus reset that has not been told yet; then the kernel
+/// knows the sender's new number.
+DVFrameAssembler::Packet IEEE1394Stream::foreignPacket(std::span<const std::uint8_t> packet,
+                                                       unsigned cycle) {
+    ++mForeignOnly;
+    if (!mHasAsked) {
+        mHasAsked = true;
+        const int before = nodeNumber(mWatch);
+        if (mWatch.refresh() && nodeNumber(mWatch) != before) {
+            mAssembler.renumberSource(nodeNumber(mWatch));
+            return mAssembler.packet(packet, cycle);
+        }
+    }
+    if (mForeignOnly > kForeignMax && mTarget.channel != kBroadcastChannel) {
+        // On a channel of its own there is no other sender: it does not know its number.
+        logFromReceiveThread("%s sends under another node number", mName.c_str());
+        mForeignOnly = 0;
+        mAssembler.setSource(DVFrameAssembler::kAnySource);
+        return mAssembler.packet(packet, cycle);
+    }
+    return DVFrameAssembler::Packet::kForeign;
+}
+
+void IEEE1394Stream::dataArrived() {
+    mHasData = true;
+    mForeignOnly = 0;
+    mNotDV = 0;
+    if (mIsRestarted && !mIsSilenceTold) {
+        tell(kStreamInterrupted, limited(mNow - mLastData), kReconnected);
+    }
+    mIsRestarted = false;
+    mIsSilenceTold = false;
+}
+
+void IEEE1394Stream::frame(std::uint32_t message, const std::uint8_t* data, std::uint32_t length) {
+    if (mParameters.frameProc != nullptr) {
+        mParameters.frameProc(message, data, length, mParameters.frameRefCon);
+    }
+}
+
+void IEEE1394Stream::overrun(std::uint32_t cyclesLost) {
+    mOverrunCycles += cyclesLost;
+    // A gap that is told as an interruption is not told again.
+    if (!mIsSilenceTold && !mIsRestarted) {
+        tell(kReceiverOverrun, cyclesLost, limited(static_cast<std::int64_t>(mOverrunCycles)));
+    }
+}
+
+void IEEE1394Stream::tell(std::uint32_t message, std::uint32_t parameter1,
+                          std::uint32_t parameter2) {
+    if (mParameters.messageProc != nullptr) {
+        mParameters.messageProc(message, parameter1, parameter2, mParameters.messageRefCon);
+    }
+}
+
+}  // namespace takebox::avc
