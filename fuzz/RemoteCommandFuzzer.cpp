@@ -120,7 +120,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     static const QCoreApplication application(argc, argv);
     static Recorder recorder;
     const auto length = std::min(size, TCPConnection::kCommandSize);
-    recorder.receive(QByteArrayView(reinterpret_cast<const char*>(data),
-                                    static_cast<qsizetype>(length)));
+    recorder.receive(
+        QByteArrayView(reinterpret_cast<const char*>(data), static_cast<qsizetype>(length)));
     return 0;
 }
