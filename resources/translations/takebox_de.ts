@@ -338,6 +338,232 @@
     </message>
 </context>
 <context>
+    <name>Scheduling</name>
+    <message>
+        <source>Scheduled Recordings</source>
+        <translation>Geplante Aufnahmen</translation>
+    </message>
+    <message>
+        <source>Scheduled recordings</source>
+        <translation type="unfinished">Geplante Aufnahmen</translation>
+    </message>
+    <message>
+        <source>Notice</source>
+        <translation>Hinweis</translation>
+    </message>
+    <message>
+        <source>&amp;Add…</source>
+        <translation>&amp;Hinzufügen…</translation>
+    </message>
+    <message>
+        <source>Schedules a new recording (Ctrl+N)</source>
+        <translation>Plant eine neue Aufnahme (Strg+N)</translation>
+    </message>
+    <message>
+        <source>&amp;Edit…</source>
+        <translation>&amp;Bearbeiten…</translation>
+    </message>
+    <message>
+        <source>Changes the selected recording (Return)</source>
+        <translation>Ändert die gewählte Aufnahme (Eingabetaste)</translation>
+    </message>
+    <message>
+        <source>&amp;Delete</source>
+        <translation type="unfinished">&amp;Entfernen</translation>
+    </message>
+    <message>
+        <source>Removes the selected recording from the schedule (Delete). One that is running goes on to its planned end.</source>
+        <translation>Entfernt die gewählte Aufnahme aus dem Plan (Entf). Eine laufende geht bis zu ihrem geplanten Ende weiter.</translation>
+    </message>
+    <message>
+        <source>&amp;Undo Delete</source>
+        <translation>Entfernen &amp;zurücknehmen</translation>
+    </message>
+    <message>
+        <source>Puts the recording that was deleted last back into the schedule (Ctrl+Z)</source>
+        <translation>Nimmt die zuletzt entfernte Aufnahme wieder in den Plan auf (Strg+Z)</translation>
+    </message>
+    <message>
+        <source>&amp;Close</source>
+        <translation>S&amp;chließen</translation>
+    </message>
+    <message>
+        <source>Closes this window; the schedule goes on (Ctrl+W)</source>
+        <translation>Schließt dieses Fenster; der Plan läuft weiter (Strg+W)</translation>
+    </message>
+</context>
+<context>
+    <name>SchedulingEvent</name>
+    <message>
+        <source>Scheduled Recording</source>
+        <translation>Geplante Aufnahme</translation>
+    </message>
+    <message>
+        <source>&amp;Device:</source>
+        <translation>&amp;Gerät:</translation>
+    </message>
+    <message>
+        <source>Device</source>
+        <translation>Gerät</translation>
+    </message>
+    <message>
+        <source>The device to record from; only connected devices are listed</source>
+        <translation>Das Gerät, das aufgenommen wird; nur angeschlossene stehen zur Wahl</translation>
+    </message>
+    <message>
+        <source>&amp;Name:</source>
+        <translation type="unfinished">&amp;Name:</translation>
+    </message>
+    <message>
+        <source>Recording name</source>
+        <translation type="unfinished">Name der Aufnahme</translation>
+    </message>
+    <message>
+        <source>The name of the files, without extension</source>
+        <translation>Der Name der Dateien, ohne Endung</translation>
+    </message>
+    <message>
+        <source>A&amp;utomatic</source>
+        <translation>A&amp;utomatisch</translation>
+    </message>
+    <message>
+        <source>Automatic name</source>
+        <translation>Automatischer Name</translation>
+    </message>
+    <message>
+        <source>Names the files by the date and time of their start</source>
+        <translation>Benennt die Dateien nach Datum und Uhrzeit ihres Beginns</translation>
+    </message>
+    <message>
+        <source>On which days</source>
+        <translation>An welchen Tagen</translation>
+    </message>
+    <message>
+        <source>Sin&amp;gle Date</source>
+        <translation>Ein&amp;malig</translation>
+    </message>
+    <message>
+        <source>Da&amp;te:</source>
+        <translation>Da&amp;tum:</translation>
+    </message>
+    <message>
+        <source>Date</source>
+        <translation>Datum</translation>
+    </message>
+    <message>
+        <source>E&amp;very Week</source>
+        <translation>&amp;Wöchentlich</translation>
+    </message>
+    <message>
+        <source>&amp;Start:</source>
+        <translation>&amp;Beginn:</translation>
+    </message>
+    <message>
+        <source>Start time</source>
+        <translation>Beginn</translation>
+    </message>
+    <message>
+        <source>Time of day at which the recording starts</source>
+        <translation>Uhrzeit, zu der die Aufnahme beginnt</translation>
+    </message>
+    <message>
+        <source>Durat&amp;ion:</source>
+        <translation>Daue&amp;r:</translation>
+    </message>
+    <message>
+        <source>Duration</source>
+        <translation>Dauer</translation>
+    </message>
+    <message>
+        <source>Hours, minutes and seconds; less than a day. Moves the end.</source>
+        <translation>Stunden, Minuten und Sekunden; weniger als ein Tag. Verschiebt das Ende.</translation>
+    </message>
+    <message>
+        <source>&amp;End:</source>
+        <translation>&amp;Ende:</translation>
+    </message>
+    <message>
+        <source>End time</source>
+        <translation>Ende</translation>
+    </message>
+    <message>
+        <source>Time of day at which the recording ends; before the start means on the next day. Changes the duration.</source>
+        <translation>Uhrzeit, zu der die Aufnahme endet; vor dem Beginn heißt am nächsten Tag. Ändert die Dauer.</translation>
+    </message>
+    <message>
+        <source>&amp;Reference movie</source>
+        <translation>Re&amp;ferenzfilm</translation>
+    </message>
+    <message>
+        <source>Records the raw streams and a movie that refers to them</source>
+        <translation>Nimmt die Rohdateien auf und einen Film, der auf sie verweist</translation>
+    </message>
+    <message>
+        <source>Self-&amp;contained movie</source>
+        <translation>Eigen&amp;ständiger Film</translation>
+    </message>
+    <message>
+        <source>Records a movie that holds its own video and audio</source>
+        <translation>Nimmt einen Film auf, der Bild und Ton selbst enthält</translation>
+    </message>
+    <message>
+        <source>Re&amp;ference movies:</source>
+        <translation>Referen&amp;zfilme:</translation>
+    </message>
+    <message>
+        <source>Folder for reference movies</source>
+        <translation>Ordner der Referenzfilme</translation>
+    </message>
+    <message>
+        <source>Where the reference movie is written</source>
+        <translation>Wohin der Referenzfilm geschrieben wird</translation>
+    </message>
+    <message>
+        <source>Choose…</source>
+        <translation type="unfinished">Wählen…</translation>
+    </message>
+    <message>
+        <source>Choose the folder for reference movies</source>
+        <translation>Den Ordner der Referenzfilme wählen</translation>
+    </message>
+    <message>
+        <source>Self-contained &amp;movies:</source>
+        <translation>Eigenständige Fi&amp;lme:</translation>
+    </message>
+    <message>
+        <source>Folder for self-contained movies</source>
+        <translation>Ordner der eigenständigen Filme</translation>
+    </message>
+    <message>
+        <source>Where the self-contained movie is written</source>
+        <translation>Wohin der eigenständige Film geschrieben wird</translation>
+    </message>
+    <message>
+        <source>Choose the folder for self-contained movies</source>
+        <translation>Den Ordner der eigenständigen Filme wählen</translation>
+    </message>
+    <message>
+        <source>Ra&amp;w streams:</source>
+        <translation>Ro&amp;hdateien:</translation>
+    </message>
+    <message>
+        <source>Folder for raw streams</source>
+        <translation>Ordner der Rohdateien</translation>
+    </message>
+    <message>
+        <source>Where the raw video and audio are written, in a folder named like the recording</source>
+        <translation>Wohin Bild und Ton als Rohdateien geschrieben werden, in einen Ordner mit dem Namen der Aufnahme</translation>
+    </message>
+    <message>
+        <source>Choose the folder for raw streams</source>
+        <translation>Den Ordner der Rohdateien wählen</translation>
+    </message>
+    <message>
+        <source>Hint</source>
+        <translation>Hinweis</translation>
+    </message>
+</context>
+<context>
     <name>TapedeckWindow</name>
     <message>
         <source>Recording state</source>
@@ -696,6 +922,65 @@ Bitte prüfen Sie die Geräteeinstellungen und versuchen Sie es erneut.</transla
     </message>
 </context>
 <context>
+    <name>takebox::CSchedulingWindowController</name>
+    <message>
+        <source>Nothing is scheduled. Add a recording to have it start and stop on its own.</source>
+        <translation>Es ist nichts geplant. Fügen Sie eine Aufnahme hinzu; sie beginnt und endet dann von selbst.</translation>
+    </message>
+    <message>
+        <source>Some recordings of one device overlap. The later one starts when the earlier one has ended.</source>
+        <translation>Einige Aufnahmen eines Geräts überschneiden sich. Die spätere beginnt, wenn die frühere zu Ende ist.</translation>
+    </message>
+    <message>
+        <source>No device is connected</source>
+        <translation>Kein Gerät ist angeschlossen</translation>
+    </message>
+    <message>
+        <source>Choose a device</source>
+        <translation>Gerät wählen</translation>
+    </message>
+    <message>
+        <source>%1 is not connected; choose a device</source>
+        <translation>%1 ist nicht angeschlossen; wählen Sie ein Gerät</translation>
+    </message>
+    <message>
+        <source>Give the recording a name.</source>
+        <translation>Geben Sie der Aufnahme einen Namen.</translation>
+    </message>
+    <message>
+        <source>%1 is missing.</source>
+        <translation>%1 fehlt.</translation>
+    </message>
+    <message>
+        <source>Choose the device to record from.</source>
+        <translation>Wählen Sie das Gerät, das aufgenommen wird.</translation>
+    </message>
+    <message>
+        <source>Set a duration, or an end after the start.</source>
+        <translation>Stellen Sie eine Dauer ein oder ein Ende nach dem Beginn.</translation>
+    </message>
+    <message>
+        <source>No day is ticked: this recording will never start.</source>
+        <translation>Kein Tag ist angekreuzt: Diese Aufnahme wird nie beginnen.</translation>
+    </message>
+    <message>
+        <source>This time is over: the recording will not start.</source>
+        <translation>Dieser Zeitpunkt ist vorbei: Die Aufnahme wird nicht beginnen.</translation>
+    </message>
+    <message>
+        <source>Overlaps with %1 on the same device.</source>
+        <translation>Überschneidet sich mit %1 auf demselben Gerät.</translation>
+    </message>
+    <message>
+        <source>No movie is ticked: nothing would be recorded.</source>
+        <translation>Kein Film ist angekreuzt: Es würde nichts aufgenommen.</translation>
+    </message>
+    <message>
+        <source>%1 does not exist now.</source>
+        <translation>%1: zurzeit nicht vorhanden.</translation>
+    </message>
+</context>
+<context>
     <name>takebox::CTapedeckApplication</name>
     <message>
         <source>The application preferences have been updated !</source>
@@ -780,6 +1065,97 @@ Bitte prüfen Sie die Geräteeinstellungen und versuchen Sie es erneut.</transla
     <message>
         <source>; </source>
         <translation>; </translation>
+    </message>
+</context>
+<context>
+    <name>takebox::ScheduledEventsModel</name>
+    <message>
+        <source>Both movies</source>
+        <translation>Beide Filme</translation>
+    </message>
+    <message>
+        <source>Reference movie</source>
+        <translation>Referenzfilm</translation>
+    </message>
+    <message>
+        <source>Self-contained movie</source>
+        <translation type="unfinished">Eigenständiger Film</translation>
+    </message>
+    <message>
+        <source>Nothing</source>
+        <translation>Nichts</translation>
+    </message>
+    <message>
+        <source>On no day</source>
+        <translation>An keinem Tag</translation>
+    </message>
+    <message>
+        <source>Device</source>
+        <translation>Gerät</translation>
+    </message>
+    <message>
+        <source>Name</source>
+        <translation>Name</translation>
+    </message>
+    <message>
+        <source>When</source>
+        <translation>Wann</translation>
+    </message>
+    <message>
+        <source>Duration</source>
+        <translation>Dauer</translation>
+    </message>
+    <message>
+        <source>Records</source>
+        <translation>Aufnahme</translation>
+    </message>
+    <message>
+        <source>State</source>
+        <translation>Zustand</translation>
+    </message>
+    <message>
+        <source>%1 (not connected)</source>
+        <translation>%1 (nicht angeschlossen)</translation>
+    </message>
+    <message>
+        <source>%1, %2 to %3</source>
+        <translation>%1, %2 bis %3</translation>
+    </message>
+    <message>
+        <source>Recording</source>
+        <translation type="unfinished">Aufnahme</translation>
+    </message>
+    <message>
+        <source>Due, device is not connected</source>
+        <translation>Fällig, Gerät nicht angeschlossen</translation>
+    </message>
+    <message>
+        <source>Due, device is busy</source>
+        <translation>Fällig, Gerät beschäftigt</translation>
+    </message>
+    <message>
+        <source>Next, in %1</source>
+        <translation>Als Nächstes, in %1</translation>
+    </message>
+    <message>
+        <source>Scheduled</source>
+        <translation>Geplant</translation>
+    </message>
+    <message>
+        <source>Done</source>
+        <translation>Vorbei</translation>
+    </message>
+    <message>
+        <source>Never: no day or no length</source>
+        <translation>Nie: kein Tag oder keine Dauer</translation>
+    </message>
+    <message>
+        <source>The device is not connected. If it comes back in time, the rest is recorded.</source>
+        <translation>Das Gerät ist nicht angeschlossen. Kommt es rechtzeitig wieder, wird der Rest aufgenommen.</translation>
+    </message>
+    <message>
+        <source>Overlaps with %1 on the same device. The later one starts when the earlier one has ended.</source>
+        <translation>Überschneidet sich mit %1 auf demselben Gerät. Die spätere Aufnahme beginnt, wenn die frühere zu Ende ist.</translation>
     </message>
 </context>
 <context>

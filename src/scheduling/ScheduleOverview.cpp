@@ -38,7 +38,7 @@ Occurrence occurrenceOnDay(const CRecordingEvent& event, QDate day) {
 std::optional<Occurrence> occurrenceAt(const CRecordingEvent& event, const QDateTime& now) {
     for (const int daysAgo : {0, 1}) {
         const QDate day = now.date().addDays(-daysAgo);
-        const auto occurrence = occurrenceOnDay(event, day);
+        auto occurrence = occurrenceOnDay(event, day);
         // A start is a moment early and a stop a moment late.
         if (isOnDay(event, day) && occurrence.start.addSecs(-1) <= now &&
             now <= occurrence.end.addSecs(2)) {

@@ -35,8 +35,8 @@ enum class EventState {
 
 /// How an event of the list stands.
 struct EventStatus {
-    EventState state;
-    bool isDeviceAbsent;
+    EventState state = EventState::kNever;
+    bool isDeviceAbsent = false;
     std::optional<Occurrence> next;
 };
 

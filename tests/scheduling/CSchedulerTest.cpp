@@ -34,7 +34,7 @@ protected:
         gSchedulingEvents = std::make_unique<SchedulingEvents>();
         watch(decks.add(kGuid));
     }
-    ~Scheduling() override { gSchedulingEvents.reset(); }
+    void TearDown() override { gSchedulingEvents.reset(); }
 
     void watch(test::FakeDeck& deck) {
         deck.onRecord = [this](auto&) { starts.push_back(clock.localNow()); };

@@ -35,7 +35,7 @@ protected:
             stops.push_back(wall());
         };
     }
-    ~ClockChanges() override { gSchedulingEvents.reset(); }
+    void TearDown() override { gSchedulingEvents.reset(); }
 
     std::shared_ptr<CRecordingEvent> add(QTime start, double duration, bool isWeekly, QDate date) {
         auto event = std::make_shared<CRecordingEvent>();

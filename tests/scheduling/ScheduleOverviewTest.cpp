@@ -16,7 +16,7 @@ const QDate kMonday(2024, 6, 3);
 class Overview : public ::testing::Test {
 protected:
     Overview() { QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedKingdom)); }
-    ~Overview() override { QLocale::setDefault(QLocale::c()); }
+    void TearDown() override { QLocale::setDefault(QLocale::c()); }
 
     std::shared_ptr<CRecordingEvent> add(const char* name, QTime start, double duration, QDate date,
                                          std::initializer_list<int> days = {}) {

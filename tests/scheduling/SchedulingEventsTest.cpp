@@ -15,7 +15,7 @@ namespace {
 class StoredEvents : public ::testing::Test {
 protected:
     StoredEvents() { gSchedulingEvents = std::make_unique<SchedulingEvents>(); }
-    ~StoredEvents() override { gSchedulingEvents.reset(); }
+    void TearDown() override { gSchedulingEvents.reset(); }
 
     static std::shared_ptr<CRecordingEvent> add(const char* name) {
         auto event = std::make_shared<CRecordingEvent>();

@@ -2,28 +2,20 @@
 
 #include <QApplication>
 #include <QDialog>
-#include <QFile>
 #include <QFileDialog>
 #include <QHeaderView>
-#include <QLabel>
 #include <QPushButton>
 #include <QShortcut>
 #include <QSortFilterProxyModel>
 #include <QStyle>
-#include <QTableView>
-#include <QUiLoader>
 #include <algorithm>
-#include <cstdlib>
 
-#include "platform/log/Log.h"
+#include "display/widgets/Icons.h"
 #include "scheduling/CScheduler.h"
 #include "scheduling/ScheduledDecks.h"
 #include "scheduling/window/ScheduledEventsModel.h"
-
-// The macro names a function outside every namespace.
-static void registerWindowResources() {
-    Q_INIT_RESOURCE(scheduling_window);
-}
+#include "ui_Scheduling.h"
+#include "ui_SchedulingEvent.h"
 
 namespace takebox {
 namespace {
@@ -31,23 +23,6 @@ namespace {
 constexpr double kRefreshInterval = 1.0;
 // A long list is not measured whole for the width of its columns.
 constexpr int kRowsToMeasure = 100;
-
-std::unique_ptr<QWidget> loadWindow(const QString& name, QWidget* parent) {
-    registerWindowResources();
-    QFile file(QStringLiteral(":/windows/%1.ui").arg(name));
-    QUiLoader loader;
-    std::unique_ptr<QWidget> window;
-    if (file.open(QIODevice::ReadOnly)) {
-        window.reset(loader.load(&file, parent));
-    }
-    if (!window) {
-        // The window is built into the program: only a broken build lacks it.
-        logMessage("Window \"%s\" could not be loaded: %s", qUtf8Printable(name),
-                   qUtf8Printable(loader.errorString()));
-        std::abort();
-    }
-    return window;
-}
 
 }  // namespace
 
@@ -58,10 +33,14 @@ CSchedulingWindowController::CSchedulingWindowController(ScheduledDecks& decks, 
       mChooseFolder([this](const QString& title, const QString& folder) {
           return QFileDialog::getExistingDirectory(eventSheetWindow, title, folder);
       }),
-      mWindow(loadWindow(QStringLiteral("Scheduling"), nullptr)) {
+      mUi(std::make_unique<Ui::Scheduling>()),
+      mWindow(std::make_unique<QWidget>()),
+      mSheet(std::make_unique<Ui::SchedulingEvent>()) {
+    mUi->setupUi(mWindow.get());
+    mWindow->setWindowIcon(applicationIcon(QStringLiteral("TapedeckIcon")));
     // Owned by the window.
-    eventSheetWindow = qobject_cast<QDialog*>(
-        loadWindow(QStringLiteral("SchedulingEvent"), mWindow.get()).release());
+    eventSheetWindow = std::make_unique<QDialog>(mWindow.get()).release();
+    mSheet->setupUi(eventSheetWindow);
     awakeFromNib();
 }
 
@@ -85,45 +64,40 @@ void CSchedulingWindowController::awakeFromNib() {
 
 void CSchedulingWindowController::awakeListFromNib() {
     using Controller = CSchedulingWindowController;
-    const auto button = [this](const char* name, void (Controller::*action)()) {
-        auto* const found = mWindow->findChild<QPushButton*>(QString::fromLatin1(name));
-        connect(found, &QPushButton::clicked, this, action);
-        return found;
-    };
-    button("addEventButton", &Controller::addEventButtonPushed);
-    editEventButton = button("editEventButton", &Controller::editEventButtonPushed);
-    deleteEventButton = button("deleteEventButton", &Controller::deleteEventButtonPushed);
-    undoDeleteButton = button("undoDeleteButton", &Controller::undoDeleteButtonPushed);
-    connect(mWindow->findChild<QPushButton*>(QStringLiteral("closeButton")), &QPushButton::clicked,
-            mWindow.get(), &QWidget::close);
-    noticeIcon = mWindow->findChild<QLabel*>(QStringLiteral("noticeIcon"));
-    noticeLabel = mWindow->findChild<QLabel*>(QStringLiteral("noticeLabel"));
+    mUi->addEventButton->setIcon(symbolicIcon(QStringLiteral("add")));
+    mUi->deleteEventButton->setIcon(symbolicIcon(QStringLiteral("remove")));
+    connect(mUi->addEventButton, &QPushButton::clicked, this, &Controller::addEventButtonPushed);
+    connect(mUi->editEventButton, &QPushButton::clicked, this, &Controller::editEventButtonPushed);
+    connect(mUi->deleteEventButton, &QPushButton::clicked, this,
+            &Controller::deleteEventButtonPushed);
+    connect(mUi->undoDeleteButton, &QPushButton::clicked, this,
+            &Controller::undoDeleteButtonPushed);
+    connect(mUi->closeButton, &QPushButton::clicked, mWindow.get(), &QWidget::close);
     awakeTable();
     eventsDidChange();
 }
 
 void CSchedulingWindowController::awakeTable() {
-    eventsTableView = mWindow->findChild<QTableView*>(QStringLiteral("eventsTableView"));
     mModel = std::make_unique<ScheduledEventsModel>(mDecks, mClock, this).release();
     arrayController = std::make_unique<QSortFilterProxyModel>(this).release();
     arrayController->setSourceModel(mModel);
     arrayController->setSortRole(ScheduledEventsModel::kSortRole);
     arrayController->setSortCaseSensitivity(Qt::CaseInsensitive);
     arrayController->setSortLocaleAware(true);
-    eventsTableView->setModel(arrayController);
-    eventsTableView->horizontalHeader()->setResizeContentsPrecision(kRowsToMeasure);
+    mUi->eventsTableView->setModel(arrayController);
+    mUi->eventsTableView->horizontalHeader()->setResizeContentsPrecision(kRowsToMeasure);
     // A third click on a header gives back the user's own order, in which the window begins.
-    eventsTableView->horizontalHeader()->setSortIndicatorClearable(true);
-    eventsTableView->sortByColumn(-1, Qt::AscendingOrder);
-    eventsTableView->horizontalHeader()->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
+    mUi->eventsTableView->horizontalHeader()->setSortIndicatorClearable(true);
+    mUi->eventsTableView->sortByColumn(-1, Qt::AscendingOrder);
+    mUi->eventsTableView->horizontalHeader()->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
 
     using Controller = CSchedulingWindowController;
-    connect(eventsTableView, &QTableView::doubleClicked, this, &Controller::doubleClick);
-    connect(eventsTableView->selectionModel(), &QItemSelectionModel::selectionChanged, this,
+    connect(mUi->eventsTableView, &QTableView::doubleClicked, this, &Controller::doubleClick);
+    connect(mUi->eventsTableView->selectionModel(), &QItemSelectionModel::selectionChanged, this,
             &Controller::showSelection);
     const auto shortcut = [this](const QKeySequence& keys, void (Controller::*action)()) {
         // Owned by the table.
-        auto* const added = std::make_unique<QShortcut>(keys, eventsTableView).release();
+        auto* const added = std::make_unique<QShortcut>(keys, mUi->eventsTableView).release();
         added->setContext(Qt::WidgetShortcut);
         connect(added, &QShortcut::activated, this, action);
     };
@@ -137,7 +111,7 @@ void CSchedulingWindowController::showWindow() {
     mWindow->show();
     mWindow->raise();
     mWindow->activateWindow();
-    eventsTableView->setFocus();
+    mUi->eventsTableView->setFocus();
 }
 
 const SchedulingEvents& CSchedulingWindowController::scheduledEvents() {
@@ -153,7 +127,7 @@ void CSchedulingWindowController::setScheduledEvents(const SchedulingEvents& eve
 }
 
 void CSchedulingWindowController::addEventButtonPushed() {
-    eventsTableView->clearSelection();
+    mUi->eventsTableView->clearSelection();
     const auto event = std::make_shared<CRecordingEvent>();
     event->setDate(mClock.localNow().date());
     if (mDecks.countDevices() > 0) {
@@ -199,10 +173,10 @@ void CSchedulingWindowController::deleteEventButtonPushed() {
     }
     mDeletedEvent = event;
     mDeletedPlace = static_cast<std::size_t>(place - gSchedulingEvents->begin());
-    const int row = eventsTableView->selectionModel()->selectedRows().front().row();
+    const int row = mUi->eventsTableView->selectionModel()->selectedRows().front().row();
     gSchedulingEvents->erase(place);
     eventsDidChange();
-    eventsTableView->selectRow(std::min(row, arrayController->rowCount() - 1));
+    mUi->eventsTableView->selectRow(std::min(row, arrayController->rowCount() - 1));
 }
 
 void CSchedulingWindowController::undoDeleteButtonPushed() {
@@ -224,7 +198,7 @@ void CSchedulingWindowController::scheduleEventsChanged() {
 void CSchedulingWindowController::eventsDidChange() {
     const auto selected = selectedEvent();
     mModel->reload();
-    eventsTableView->resizeColumnsToContents();
+    mUi->eventsTableView->resizeColumnsToContents();
     select(selected);
     showSelection();
     showNotice();
@@ -232,7 +206,7 @@ void CSchedulingWindowController::eventsDidChange() {
 }
 
 std::shared_ptr<CRecordingEvent> CSchedulingWindowController::selectedEvent() const {
-    const auto rows = eventsTableView->selectionModel()->selectedRows();
+    const auto rows = mUi->eventsTableView->selectionModel()->selectedRows();
     return rows.isEmpty() ? nullptr : mModel->eventAt(arrayController->mapToSource(rows[0]).row());
 }
 
@@ -240,17 +214,17 @@ void CSchedulingWindowController::select(const std::shared_ptr<CRecordingEvent>&
     for (int row = 0; event && row < mModel->rowCount(); ++row) {
         if (mModel->eventAt(row) == event) {
             const auto index = arrayController->mapFromSource(mModel->index(row, 0));
-            eventsTableView->selectRow(index.row());
-            eventsTableView->scrollTo(index);
+            mUi->eventsTableView->selectRow(index.row());
+            mUi->eventsTableView->scrollTo(index);
         }
     }
 }
 
 void CSchedulingWindowController::showSelection() {
     const bool isSelected = selectedEvent() != nullptr;
-    editEventButton->setEnabled(isSelected);
-    deleteEventButton->setEnabled(isSelected);
-    undoDeleteButton->setVisible(mDeletedEvent != nullptr);
+    mUi->editEventButton->setEnabled(isSelected);
+    mUi->deleteEventButton->setEnabled(isSelected);
+    mUi->undoDeleteButton->setVisible(mDeletedEvent != nullptr);
 }
 
 void CSchedulingWindowController::showNotice() {
@@ -265,10 +239,10 @@ void CSchedulingWindowController::showNotice() {
         picture = QStyle::SP_MessageBoxWarning;
     }
     const int size = mWindow->style()->pixelMetric(QStyle::PM_SmallIconSize);
-    noticeIcon->setPixmap(mWindow->style()->standardIcon(picture).pixmap(size));
-    noticeIcon->setVisible(!notice.isEmpty());
-    noticeLabel->setVisible(!notice.isEmpty());
-    noticeLabel->setText(notice);
+    mUi->noticeIcon->setPixmap(mWindow->style()->standardIcon(picture).pixmap(size));
+    mUi->noticeIcon->setVisible(!notice.isEmpty());
+    mUi->noticeLabel->setVisible(!notice.isEmpty());
+    mUi->noticeLabel->setText(notice);
 }
 
 }  // namespace takebox

@@ -12,17 +12,15 @@
 #include "scheduling/SchedulingEvents.h"
 
 class QCheckBox;
-class QComboBox;
-class QDateEdit;
 class QDialog;
-class QLabel;
 class QLineEdit;
-class QPushButton;
 class QSortFilterProxyModel;
-class QTableView;
-class QTabWidget;
-class QTimeEdit;
 class QWidget;
+
+namespace Ui {
+class Scheduling;
+class SchedulingEvent;
+}  // namespace Ui
 
 namespace takebox {
 
@@ -120,35 +118,16 @@ private:
     std::function<void()> mBeep;
     std::function<QString(const QString&, const QString&)> mChooseFolder;
 
+    std::unique_ptr<Ui::Scheduling> mUi;
     std::unique_ptr<QWidget> mWindow;
     ScheduledEventsModel* mModel = nullptr;
     QSortFilterProxyModel* arrayController = nullptr;
-    QTableView* eventsTableView = nullptr;
-    QPushButton* editEventButton = nullptr;
-    QPushButton* deleteEventButton = nullptr;
-    QPushButton* undoDeleteButton = nullptr;
-    QLabel* noticeIcon = nullptr;
-    QLabel* noticeLabel = nullptr;
     std::shared_ptr<CRecordingEvent> mDeletedEvent;
     std::size_t mDeletedPlace = 0;
 
-    QDialog* eventSheetWindow = nullptr;
-    QComboBox* devicePopUpButton = nullptr;
-    QLineEdit* recordingNameField = nullptr;
-    QCheckBox* autoCheckBox = nullptr;
-    QTabWidget* tabView = nullptr;
-    QDateEdit* datePicker = nullptr;
+    std::unique_ptr<Ui::SchedulingEvent> mSheet;
+    QDialog* eventSheetWindow = nullptr;                                        // mWindow's
     std::array<QCheckBox*, CRecordingEvent::kDaysInWeek> mWeekdayCheckBoxes{};  // from Sunday
-    QTimeEdit* startTimePicker = nullptr;
-    QTimeEdit* durationPicker = nullptr;
-    QTimeEdit* endTimePicker = nullptr;
-    QCheckBox* createReferenceMovieCheckBox = nullptr;
-    QCheckBox* createSelfContainedMovieCheckBox = nullptr;
-    QLineEdit* referencePathField = nullptr;
-    QLineEdit* selfContainedPathField = nullptr;
-    QLineEdit* elementaryPathField = nullptr;
-    QLabel* hintIcon = nullptr;
-    QLabel* hintLabel = nullptr;
     std::shared_ptr<CRecordingEvent> mEditedEvent;
     bool _result = false;
 };

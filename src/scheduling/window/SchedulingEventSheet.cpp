@@ -1,6 +1,5 @@
 // The sheet of the scheduling window, in which one event is edited.
 
-#include <QBoxLayout>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QCoreApplication>
@@ -17,12 +16,12 @@
 #include <QTabWidget>
 #include <QTimeEdit>
 #include <cmath>
-#include <type_traits>
 
 #include "scheduling/ScheduleOverview.h"
 #include "scheduling/ScheduledDecks.h"
 #include "scheduling/window/CSchedulingWindowController.h"
 #include "scheduling/window/ScheduledEventsModel.h"
+#include "ui_SchedulingEvent.h"
 
 namespace takebox {
 namespace {
@@ -32,9 +31,6 @@ constexpr int kAccepted = 1;
 constexpr int kCancelled = 0;
 constexpr int kDateTab = 0;
 constexpr int kWeeklyTab = 1;
-
-constexpr std::array kWeekdayNames{"sunday",   "monday", "tuesday", "wednesday",
-                                   "thursday", "friday", "saturday"};
 
 int secondsShown(const QTimeEdit* picker) {
     return picker->time().msecsSinceStartOfDay() / 1000;
@@ -57,47 +53,27 @@ QString timeFormatWithSeconds() {
 }  // namespace
 
 void CSchedulingWindowController::awakeSheetFromNib() {
-    const auto outlet = [this](auto*& field, const char* name) {
-        field = eventSheetWindow->findChild<std::remove_reference_t<decltype(field)>>(
-            QString::fromLatin1(name));
-    };
-    outlet(devicePopUpButton, "devicePopUpButton");
-    outlet(recordingNameField, "recordingNameField");
-    outlet(autoCheckBox, "autoCheckBox");
-    outlet(tabView, "tabView");
-    outlet(datePicker, "datePicker");
-    outlet(startTimePicker, "startTimePicker");
-    outlet(durationPicker, "durationPicker");
-    outlet(endTimePicker, "endTimePicker");
-    outlet(createReferenceMovieCheckBox, "createReferenceMovieCheckBox");
-    outlet(createSelfContainedMovieCheckBox, "createSelfContainedMovieCheckBox");
-    outlet(referencePathField, "referencePathField");
-    outlet(selfContainedPathField, "selfContainedPathField");
-    outlet(elementaryPathField, "elementaryPathField");
-    outlet(hintIcon, "hintIcon");
-    outlet(hintLabel, "hintLabel");
     awakeWeekdays();
     awakePickers();
 
     using Controller = CSchedulingWindowController;
-    connect(autoCheckBox, &QCheckBox::toggled, this, &Controller::autoCheckBoxChanged);
-    const auto button = [this](const char* name, void (Controller::*action)()) {
-        connect(eventSheetWindow->findChild<QPushButton*>(QString::fromLatin1(name)),
-                &QPushButton::clicked, this, action);
-    };
-    button("referenceFolderButton", &Controller::selectReferenceMovieFolderButtonPushed);
-    button("selfContainedFolderButton", &Controller::selectSelfContainedMovieFolderButtonPushed);
-    button("elementaryFolderButton", &Controller::selectElementaryStreamsFolderButtonPushed);
-    auto* const buttons =
-        eventSheetWindow->findChild<QDialogButtonBox*>(QStringLiteral("sheetButtons"));
-    connect(buttons, &QDialogButtonBox::accepted, this, &Controller::okButtonPushed);
-    connect(buttons, &QDialogButtonBox::rejected, this, &Controller::cancelButtonPushed);
+    connect(mSheet->autoCheckBox, &QCheckBox::toggled, this, &Controller::autoCheckBoxChanged);
+    connect(mSheet->referenceFolderButton, &QPushButton::clicked, this,
+            &Controller::selectReferenceMovieFolderButtonPushed);
+    connect(mSheet->selfContainedFolderButton, &QPushButton::clicked, this,
+            &Controller::selectSelfContainedMovieFolderButtonPushed);
+    connect(mSheet->elementaryFolderButton, &QPushButton::clicked, this,
+            &Controller::selectElementaryStreamsFolderButtonPushed);
+    connect(mSheet->sheetButtons, &QDialogButtonBox::accepted, this, &Controller::okButtonPushed);
+    connect(mSheet->sheetButtons, &QDialogButtonBox::rejected, this,
+            &Controller::cancelButtonPushed);
 
     // Every change may take away a hint or call for one.
-    connect(tabView, &QTabWidget::currentChanged, this, &Controller::showHint);
-    connect(devicePopUpButton, &QComboBox::currentIndexChanged, this, &Controller::showHint);
-    for (auto* const field :
-         {recordingNameField, referencePathField, selfContainedPathField, elementaryPathField}) {
+    connect(mSheet->tabView, &QTabWidget::currentChanged, this, &Controller::showHint);
+    connect(mSheet->devicePopUpButton, &QComboBox::currentIndexChanged, this,
+            &Controller::showHint);
+    for (auto* const field : {mSheet->recordingNameField, mSheet->referencePathField,
+                              mSheet->selfContainedPathField, mSheet->elementaryPathField}) {
         connect(field, &QLineEdit::textChanged, this, &Controller::showHint);
     }
     const auto boxes = eventSheetWindow->findChildren<QCheckBox*>();
@@ -107,37 +83,40 @@ void CSchedulingWindowController::awakeSheetFromNib() {
 }
 
 void CSchedulingWindowController::awakePickers() {
-    startTimePicker->setDisplayFormat(timeFormatWithSeconds());
-    endTimePicker->setDisplayFormat(timeFormatWithSeconds());
+    mSheet->startTimePicker->setDisplayFormat(timeFormatWithSeconds());
+    mSheet->endTimePicker->setDisplayFormat(timeFormatWithSeconds());
     // A duration reads as hours and minutes in every language, never with "PM".
-    durationPicker->setLocale(QLocale(QLocale::English, QLocale::UnitedKingdom));
-    durationPicker->setDisplayFormat(QStringLiteral("HH:mm:ss"));
+    mSheet->durationPicker->setLocale(QLocale(QLocale::English, QLocale::UnitedKingdom));
+    mSheet->durationPicker->setDisplayFormat(QStringLiteral("HH:mm:ss"));
 
     using Controller = CSchedulingWindowController;
-    connect(startTimePicker, &QTimeEdit::timeChanged, this, &Controller::startPickerChanged);
-    connect(durationPicker, &QTimeEdit::timeChanged, this, &Controller::durationPickerChanged);
-    connect(endTimePicker, &QTimeEdit::timeChanged, this, &Controller::endPickerChanged);
-    connect(datePicker, &QDateEdit::dateChanged, this, &Controller::showHint);
+    connect(mSheet->startTimePicker, &QTimeEdit::timeChanged, this,
+            &Controller::startPickerChanged);
+    connect(mSheet->durationPicker, &QTimeEdit::timeChanged, this,
+            &Controller::durationPickerChanged);
+    connect(mSheet->endTimePicker, &QTimeEdit::timeChanged, this, &Controller::endPickerChanged);
+    connect(mSheet->datePicker, &QDateEdit::dateChanged, this, &Controller::showHint);
 }
 
 void CSchedulingWindowController::awakeWeekdays() {
-    for (std::size_t day = 0; day < kWeekdayNames.size(); ++day) {
-        auto* const box = eventSheetWindow->findChild<QCheckBox*>(
-            QString::fromLatin1(kWeekdayNames.at(day)) + QStringLiteral("CheckBox"));
+    mWeekdayCheckBoxes = {mSheet->sundayCheckBox,   mSheet->mondayCheckBox,
+                          mSheet->tuesdayCheckBox,  mSheet->wednesdayCheckBox,
+                          mSheet->thursdayCheckBox, mSheet->fridayCheckBox,
+                          mSheet->saturdayCheckBox};
+    for (std::size_t day = 0; day < mWeekdayCheckBoxes.size(); ++day) {
+        auto* const box = mWeekdayCheckBoxes.at(day);
         const int weekday = day == 0 ? Qt::Sunday : static_cast<int>(day);
         box->setText(QLocale().standaloneDayName(weekday, QLocale::ShortFormat));
         box->setAccessibleName(QLocale().standaloneDayName(weekday));
-        mWeekdayCheckBoxes.at(day) = box;
     }
     // In the order of the user's calendar, which does not begin on Sunday everywhere.
-    auto* const layout = eventSheetWindow->findChild<QBoxLayout*>(QStringLiteral("weeklyLayout"));
     const int first = QLocale().firstDayOfWeek();
-    QWidget* before = tabView;
+    QWidget* before = mSheet->tabView;
     for (int i = 0; i < CRecordingEvent::kDaysInWeek; ++i) {
         auto* const box = mWeekdayCheckBoxes.at(
             static_cast<std::size_t>((first + i) % CRecordingEvent::kDaysInWeek));
-        layout->removeWidget(box);
-        layout->addWidget(box);
+        mSheet->weeklyLayout->removeWidget(box);
+        mSheet->weeklyLayout->addWidget(box);
         QWidget::setTabOrder(before, box);
         before = box;
     }
@@ -147,8 +126,8 @@ bool CSchedulingWindowController::editEvent(const std::shared_ptr<CRecordingEven
     mEditedEvent = event;
     loadDevicePopUpButton();
     updateDisplay(*event);
-    recordingNameField->setFocus();
-    recordingNameField->selectAll();
+    mSheet->recordingNameField->setFocus();
+    mSheet->recordingNameField->selectAll();
     eventSheetWindow->setWindowModality(Qt::WindowModal);
     sheetDidEnd(eventSheetWindow->exec());
     if (_result) {
@@ -166,66 +145,66 @@ void CSchedulingWindowController::sheetDidEnd(int returnCode) {
 }
 
 void CSchedulingWindowController::loadDevicePopUpButton() {
-    devicePopUpButton->clear();
+    mSheet->devicePopUpButton->clear();
     for (int index = 0; index < mDecks.countDevices(); ++index) {
         const auto deck = mDecks.deckAtIndex(index);
-        devicePopUpButton->addItem(deck->deviceName(), deck->guid());
+        mSheet->devicePopUpButton->addItem(deck->deviceName(), deck->guid());
     }
 }
 
 void CSchedulingWindowController::updateDisplay(CRecordingEvent& event) {
     const bool isWeekly = !event.date().isValid();
-    tabView->setCurrentIndex(isWeekly ? kWeeklyTab : kDateTab);
+    mSheet->tabView->setCurrentIndex(isWeekly ? kWeeklyTab : kDateTab);
     for (int day = 0; day < CRecordingEvent::kDaysInWeek; ++day) {
         mWeekdayCheckBoxes.at(static_cast<std::size_t>(day))
             ->setChecked(isWeekly && event.shouldRecordOnDay(day));
     }
-    datePicker->setDate(isWeekly ? mClock.localNow().date() : event.date());
+    mSheet->datePicker->setDate(isWeekly ? mClock.localNow().date() : event.date());
     if (event.startTime() < 0) {
         event.setStartTime(event.startTime() + kSecondsInDay);
     }
     if (event.endTime() < 0) {
         event.setEndTime(event.endTime() + kSecondsInDay);
     }
-    showSeconds(startTimePicker, event.startTime());
-    showSeconds(endTimePicker, event.endTime());
-    showSeconds(durationPicker, event.duration());
-    devicePopUpButton->setPlaceholderText(
-        devicePopUpButton->count() == 0 ? tr("No device is connected")
+    showSeconds(mSheet->startTimePicker, event.startTime());
+    showSeconds(mSheet->endTimePicker, event.endTime());
+    showSeconds(mSheet->durationPicker, event.duration());
+    mSheet->devicePopUpButton->setPlaceholderText(
+        mSheet->devicePopUpButton->count() == 0 ? tr("No device is connected")
         : event.deviceString().isEmpty()
             ? tr("Choose a device")
             : tr("%1 is not connected; choose a device").arg(event.deviceString()));
-    devicePopUpButton->setCurrentIndex(mDecks.indexOfDeviceWithGUID(event.deviceGUID()));
-    recordingNameField->setText(event.recordingName());
-    referencePathField->setText(event.referenceMovieFolderPath());
-    selfContainedPathField->setText(event.selfContainedMovieFolderPath());
-    elementaryPathField->setText(event.rawStreamsFolderPath());
-    createReferenceMovieCheckBox->setChecked(event.createReferenceMovie());
-    createSelfContainedMovieCheckBox->setChecked(event.createSelfContainedMovie());
-    autoCheckBox->setChecked(event.autoNameFile());
+    mSheet->devicePopUpButton->setCurrentIndex(mDecks.indexOfDeviceWithGUID(event.deviceGUID()));
+    mSheet->recordingNameField->setText(event.recordingName());
+    mSheet->referencePathField->setText(event.referenceMovieFolderPath());
+    mSheet->selfContainedPathField->setText(event.selfContainedMovieFolderPath());
+    mSheet->elementaryPathField->setText(event.rawStreamsFolderPath());
+    mSheet->createReferenceMovieCheckBox->setChecked(event.createReferenceMovie());
+    mSheet->createSelfContainedMovieCheckBox->setChecked(event.createSelfContainedMovie());
+    mSheet->autoCheckBox->setChecked(event.autoNameFile());
     autoCheckBoxChanged();
     showHint();
 }
 
 void CSchedulingWindowController::updateEvent(CRecordingEvent& event) const {
-    const bool isWeekly = tabView->currentIndex() == kWeeklyTab;
-    event.setDate(isWeekly ? QDate() : datePicker->date());
+    const bool isWeekly = mSheet->tabView->currentIndex() == kWeeklyTab;
+    event.setDate(isWeekly ? QDate() : mSheet->datePicker->date());
     for (int day = 0; day < CRecordingEvent::kDaysInWeek; ++day) {
         const bool isTicked = mWeekdayCheckBoxes.at(static_cast<std::size_t>(day))->isChecked();
         event.setShouldRecord(isWeekly && isTicked, day);
     }
     // In this order: the duration decides, and an end on the next day lies beyond midnight.
-    event.setStartTime(secondsShown(startTimePicker));
-    event.setEndTime(secondsShown(endTimePicker));
-    event.setDuration(secondsShown(durationPicker));
-    event.setRecordingName(recordingNameField->text());
-    event.setReferenceMovieFolderPath(referencePathField->text());
-    event.setSelfContainedMovieFolderPath(selfContainedPathField->text());
-    event.setRawStreamsFolderPath(elementaryPathField->text());
-    event.setCreateReferenceMovie(createReferenceMovieCheckBox->isChecked());
-    event.setCreateSelfContainedMovie(createSelfContainedMovieCheckBox->isChecked());
-    event.setAutoNameFile(autoCheckBox->isChecked());
-    const QString guid = devicePopUpButton->currentData().toString();
+    event.setStartTime(secondsShown(mSheet->startTimePicker));
+    event.setEndTime(secondsShown(mSheet->endTimePicker));
+    event.setDuration(secondsShown(mSheet->durationPicker));
+    event.setRecordingName(mSheet->recordingNameField->text());
+    event.setReferenceMovieFolderPath(mSheet->referencePathField->text());
+    event.setSelfContainedMovieFolderPath(mSheet->selfContainedPathField->text());
+    event.setRawStreamsFolderPath(mSheet->elementaryPathField->text());
+    event.setCreateReferenceMovie(mSheet->createReferenceMovieCheckBox->isChecked());
+    event.setCreateSelfContainedMovie(mSheet->createSelfContainedMovieCheckBox->isChecked());
+    event.setAutoNameFile(mSheet->autoCheckBox->isChecked());
+    const QString guid = mSheet->devicePopUpButton->currentData().toString();
     for (int index = 0; index < mDecks.countDevices(); ++index) {
         const auto deck = mDecks.deckAtIndex(index);
         if (deck->guid() == guid) {
@@ -233,25 +212,26 @@ void CSchedulingWindowController::updateEvent(CRecordingEvent& event) const {
             break;
         }
     }
-    event.setDeviceString(devicePopUpButton->currentText());
+    event.setDeviceString(mSheet->devicePopUpButton->currentText());
     event.setAlreadyScheduled(false);
 }
 
 std::optional<CSchedulingWindowController::Problem> CSchedulingWindowController::firstProblem()
     const {
-    if (recordingNameField->text().isEmpty()) {
-        return Problem{tr("Give the recording a name."), recordingNameField};
+    if (mSheet->recordingNameField->text().isEmpty()) {
+        return Problem{tr("Give the recording a name."), mSheet->recordingNameField};
     }
-    for (auto* const field : {referencePathField, selfContainedPathField, elementaryPathField}) {
+    for (auto* const field : {mSheet->referencePathField, mSheet->selfContainedPathField,
+                              mSheet->elementaryPathField}) {
         if (field->text().isEmpty()) {
             return Problem{tr("%1 is missing.").arg(field->accessibleName()), field};
         }
     }
-    if (devicePopUpButton->currentIndex() < 0) {
-        return Problem{tr("Choose the device to record from."), devicePopUpButton};
+    if (mSheet->devicePopUpButton->currentIndex() < 0) {
+        return Problem{tr("Choose the device to record from."), mSheet->devicePopUpButton};
     }
-    if (secondsShown(durationPicker) == 0) {
-        return Problem{tr("Set a duration, or an end after the start."), durationPicker};
+    if (secondsShown(mSheet->durationPicker) == 0) {
+        return Problem{tr("Set a duration, or an end after the start."), mSheet->durationPicker};
     }
     return std::nullopt;
 }
@@ -276,9 +256,11 @@ QStringList CSchedulingWindowController::warnings() const {
     if (!draft.createReferenceMovie() && !draft.createSelfContainedMovie()) {
         texts.append(tr("No movie is ticked: nothing would be recorded."));
     }
-    for (const auto* field : {referencePathField, selfContainedPathField, elementaryPathField}) {
-        const bool isUsed = field == selfContainedPathField ? draft.createSelfContainedMovie()
-                                                            : draft.createReferenceMovie();
+    for (const auto* field : {mSheet->referencePathField, mSheet->selfContainedPathField,
+                              mSheet->elementaryPathField}) {
+        const bool isUsed = field == mSheet->selfContainedPathField
+                                ? draft.createSelfContainedMovie()
+                                : draft.createReferenceMovie();
         if (isUsed && !QFileInfo(field->text()).isDir()) {
             texts.append(tr("%1 does not exist now.").arg(field->accessibleName()));
         }
@@ -291,19 +273,19 @@ void CSchedulingWindowController::showHint() {
     const QString hint = problem ? problem->text : warnings().join(u' ');
     const auto picture = problem ? QStyle::SP_MessageBoxInformation : QStyle::SP_MessageBoxWarning;
     const int size = eventSheetWindow->style()->pixelMetric(QStyle::PM_SmallIconSize);
-    hintIcon->setPixmap(eventSheetWindow->style()->standardIcon(picture).pixmap(size));
-    hintIcon->setVisible(!hint.isEmpty());
-    hintLabel->setText(hint);
-    hintLabel->setFont(eventSheetWindow->font());
+    mSheet->hintIcon->setPixmap(eventSheetWindow->style()->standardIcon(picture).pixmap(size));
+    mSheet->hintIcon->setVisible(!hint.isEmpty());
+    mSheet->hintLabel->setText(hint);
+    mSheet->hintLabel->setFont(eventSheetWindow->font());
 }
 
 void CSchedulingWindowController::okButtonPushed() {
     if (const auto problem = firstProblem()) {
         mBeep();
         showHint();
-        QFont bold = hintLabel->font();
+        QFont bold = mSheet->hintLabel->font();
         bold.setBold(true);
-        hintLabel->setFont(bold);
+        mSheet->hintLabel->setFont(bold);
         problem->field->setFocus();
         return;
     }
@@ -317,7 +299,8 @@ void CSchedulingWindowController::cancelButtonPushed() {
 }
 
 void CSchedulingWindowController::startPickerChanged() {
-    showSeconds(endTimePicker, secondsShown(startTimePicker) + secondsShown(durationPicker));
+    showSeconds(mSheet->endTimePicker,
+                secondsShown(mSheet->startTimePicker) + secondsShown(mSheet->durationPicker));
     showHint();
 }
 
@@ -326,28 +309,29 @@ void CSchedulingWindowController::durationPickerChanged() {
 }
 
 void CSchedulingWindowController::endPickerChanged() {
-    showSeconds(durationPicker, secondsShown(endTimePicker) - secondsShown(startTimePicker));
+    showSeconds(mSheet->durationPicker,
+                secondsShown(mSheet->endTimePicker) - secondsShown(mSheet->startTimePicker));
     showHint();
 }
 
 void CSchedulingWindowController::autoCheckBoxChanged() {
-    const bool isAutomatic = autoCheckBox->isChecked();
+    const bool isAutomatic = mSheet->autoCheckBox->isChecked();
     if (isAutomatic) {
-        recordingNameField->setText(QStringLiteral("<<auto>>"));
+        mSheet->recordingNameField->setText(QStringLiteral("<<auto>>"));
     }
-    recordingNameField->setEnabled(!isAutomatic);
+    mSheet->recordingNameField->setEnabled(!isAutomatic);
 }
 
 void CSchedulingWindowController::selectReferenceMovieFolderButtonPushed() {
-    chooseFolder(referencePathField);
+    chooseFolder(mSheet->referencePathField);
 }
 
 void CSchedulingWindowController::selectSelfContainedMovieFolderButtonPushed() {
-    chooseFolder(selfContainedPathField);
+    chooseFolder(mSheet->selfContainedPathField);
 }
 
 void CSchedulingWindowController::selectElementaryStreamsFolderButtonPushed() {
-    chooseFolder(elementaryPathField);
+    chooseFolder(mSheet->elementaryPathField);
 }
 
 void CSchedulingWindowController::chooseFolder(QLineEdit* field) {

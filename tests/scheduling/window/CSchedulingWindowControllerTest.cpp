@@ -21,6 +21,7 @@
 #include <QTimeEdit>
 #include <QTimer>
 
+#include "display/widgets/Resources.h"
 #include "scheduling/CScheduler.h"
 #include "scheduling/FakeDecks.h"
 #include "support/ManualClock.h"
@@ -37,6 +38,7 @@ const QDate kMonday(2024, 6, 3);
 class SchedulingWindow : public ::testing::Test {
 protected:
     SchedulingWindow() {
+        loadResources();
         QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedKingdom));
         Defaults::standard().reopen(folder.filePath(QStringLiteral("preferences.plist")));
         gSchedulingEvents = std::make_unique<SchedulingEvents>();
@@ -49,7 +51,7 @@ protected:
         controller->showWindow();
         EXPECT_TRUE(QTest::qWaitForWindowActive(controller->window()));
     }
-    ~SchedulingWindow() override {
+    void TearDown() override {
         controller.reset();
         gScheduler.reset();
         gSchedulingEvents.reset();
@@ -595,7 +597,10 @@ protected:
             QApplication::processEvents();
         }
     }
-    ~SchedulingPictures() override { QApplication::setPalette(before); }
+    void TearDown() override {
+        QApplication::setPalette(before);
+        SchedulingWindow::TearDown();
+    }
 
     static void save(QWidget* window, const char* name) {
         const QPixmap picture = window->grab();
