@@ -131,6 +131,15 @@ TEST_F(DesktopInterfaceTest, hasNoScheduleWithoutAnApplication) {
     EXPECT_EQ(interface.scheduleOfDevice(1), QString());
 }
 
+TEST_F(DesktopInterfaceTest, opensOneScheduleForARunningApplication) {
+    launch({QStringLiteral("pal")});
+    const std::size_t before = visibleWindows("QWidget").size();
+    interface.editScheduledEvents();
+    EXPECT_EQ(visibleWindows("QWidget").size(), before + 1);
+    interface.editScheduledEvents();
+    EXPECT_EQ(visibleWindows("QWidget").size(), before + 1);
+}
+
 TEST_F(DesktopInterfaceTest, keepsItsPanels) {
     interface.showPreferencePanel();
     interface.orderFrontStandardAboutPanel();
