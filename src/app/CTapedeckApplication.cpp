@@ -11,6 +11,7 @@
 #include "app/ScriptingService.h"
 #include "app/UserInterface.h"
 #include "capture/PreferenceKeys.h"
+#include "platform/avc/ieee1394/IEEE1394Backend.h"
 #include "platform/avc/virtualdeck/VirtualDeckBackend.h"
 #include "platform/defaults/Defaults.h"
 #include "platform/log/Log.h"
@@ -100,6 +101,7 @@ bool CTapedeckApplication::migratePreferences() {
 
 avc::AVCBackends CTapedeckApplication::makeBackends() {
     avc::AVCBackends backends;
+    backends.push_back(std::make_unique<avc::IEEE1394Backend>());
     if (!mOptions.virtualDecks.empty()) {
         backends.push_back(std::make_unique<avc::VirtualDeckBackend>(mOptions.virtualDecks));
     }

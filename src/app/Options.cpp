@@ -103,16 +103,16 @@ ParsedOptions parseOptions(const QStringList& arguments) {
         }
         options.virtualDecks.push_back(*settings);
     }
-    if (parser.isSet(record) != parser.isSet(to)) {
+    if (parser.isSet(record) != parser.isSet(to) && !options.diagnose) {
         return usageError(text("--record SECONDS and --to DIR go together."));
     }
+    options.recordFolder = parser.value(to);
     if (parser.isSet(record)) {
         const double seconds = parser.value(record).toDouble(&isNumber);
         if (!isNumber || !(seconds > 0.0) || seconds > 1.0e6) {
             return usageError(text("--record takes a number of seconds above 0."));
         }
         options.recordSeconds = seconds;
-        options.recordFolder = parser.value(to);
     }
     return {options, QString(), 0};
 }

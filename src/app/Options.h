@@ -17,7 +17,7 @@ struct Options {
     std::uint16_t controlPort = 1026;
     /// Record every device once for so many seconds into recordFolder, then end.
     std::optional<double> recordSeconds;
-    QString recordFolder;
+    QString recordFolder;  ///< with diagnose: whose disk is measured
 
     // Tools that run instead of the recorder.
     bool diagnose = false;

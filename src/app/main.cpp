@@ -1,9 +1,11 @@
 #include <QApplication>
 #include <QCoreApplication>
+#include <QDir>
 #include <QTemporaryDir>
 #include <cstdio>
 
 #include "app/CTapedeckApplication.h"
+#include "app/Diagnose.h"
 #include "app/HeadlessInterface.h"
 #include "app/Options.h"
 #include "app/RecordRun.h"
@@ -92,6 +94,10 @@ int runDesktop(int argc, char** argv, const Options& options) {
 int runTool(int argc, char** argv, const Options& options) {
     const QCoreApplication application(argc, argv);
     nameApplication();
+    if (options.diagnose) {
+        return runDiagnose(options.recordFolder.isEmpty() ? QDir::homePath()
+                                                          : options.recordFolder);
+    }
     if (options.discover) {
         return runDiscover();
     }

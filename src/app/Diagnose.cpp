@@ -1,0 +1,105 @@
+#include "app/Diagnose.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QFile>
+#include <QObject>
+#include <QTemporaryFile>
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <vector>
+
+#include "platform/avc/ieee1394/Diagnosis.h"
+#include "platform/log/Log.h"
+
+namespace takebox {
+namespace {
+
+constexpr std::chrono::milliseconds kDiskTime{300};
+constexpr std::size_t kBlock = std::size_t{1} << 20U;
+// Bytes a second of one deck with raw files and self-contained movie.
+constexpr double kDeckRate = 2 * 3792000.0;
+
+std::string utf8(const QString& text) {
+    return text.toStdString();
+}
+
+avc::DiagnosisLine diagnoseDisk(const QString& folder) {
+    avc::DiagnosisLine line{utf8(QObject::tr("Disk at %1").arg(folder)), {}, {}};
+    QTemporaryFile file(folder + QStringLiteral("/takebox-XXXXXX"));
+    if (!file.open()) {
+        line.finding = utf8(QObject::tr("cannot be written: %1").arg(file.errorString()));
+        line.advice = utf8(QObject::tr("Choose a folder that you may write into."));
+        return line;
+    }
+    const std::vector<char> block(kBlock, '\x5A');
+    const auto begin = std::chrono::steady_clock::now();
+    qint64 written = 0;
+    while (std::chrono::steady_clock::now() - begin < kDiskTime) {
+        if (::write(file.handle(), block.data(), block.size()) !=
+            static_cast<ssize_t>(block.size())) {
+            line.finding = utf8(
+                QObject::tr("cannot be written: %1").arg(QString::fromLocal8Bit(strerror(errno))));
+            line.advice = utf8(QObject::tr("Make room on the disk or choose another one."));
+            return line;
+        }
+        written += static_cast<qint64>(block.size());
+        // What the system only remembers is not on the disk.
+        static_cast<void>(::fdatasync(file.handle()));
+    }
+    const std::chrono::duration<double> time = std::chrono::steady_clock::now() - begin;
+    const double rate = static_cast<double>(written) / time.count();
+    const int decks = static_cast<int>(rate / kDeckRate);
+    line.finding = utf8(QObject::tr("writes %1 MB a second, enough for %2 decks")
+                            .arg(rate / 1e6, 0, 'f', 0)
+                            .arg(decks));
+    if (decks == 0) {
+        line.advice = utf8(QObject::tr("Record to a faster disk, or one kind of movie only."));
+    }
+    return line;
+}
+
+avc::DiagnosisLine diagnoseAnnouncement() {
+    const QDBusConnection bus = QDBusConnection::systemBus();
+    const bool isThere = bus.isConnected() && bus.interface()->isServiceRegistered(
+                                                  QStringLiteral("org.freedesktop.Avahi"));
+    if (isThere) {
+        return {utf8(QObject::tr("Announcement")), utf8(QObject::tr("the mDNS daemon runs")), {}};
+    }
+    return {utf8(QObject::tr("Announcement")), utf8(QObject::tr("no mDNS daemon runs")),
+            utf8(QObject::tr("Install and start avahi-daemon if the recorder is to be found on the "
+                             "network by its name."))};
+}
+
+avc::DiagnosisLine diagnoseSessionBus() {
+    if (QDBusConnection::sessionBus().isConnected()) {
+        return {utf8(QObject::tr("Session bus")), utf8(QObject::tr("connected")), {}};
+    }
+    return {utf8(QObject::tr("Session bus")), utf8(QObject::tr("none")),
+            utf8(QObject::tr("Scripts cannot reach the recorder. Start it in a desktop session or "
+                             "with dbus-run-session."))};
+}
+
+}  // namespace
+
+int runDiagnose(const QString& folder) {
+    std::vector<avc::DiagnosisLine> lines = avc::diagnoseFireWire();
+    lines.push_back(diagnoseDisk(folder));
+    lines.push_back(diagnoseAnnouncement());
+    lines.push_back(diagnoseSessionBus());
+    int status = 0;
+    for (const auto& line : lines) {
+        printMessage("%s: %s\n", line.topic.c_str(), line.finding.c_str());
+        if (!line.advice.empty()) {
+            printMessage("    %s\n", line.advice.c_str());
+            status = 1;
+        }
+    }
+    return status;
+}
+
+}  // namespace takebox
