@@ -75,7 +75,8 @@ public:
     [[nodiscard]] std::int32_t timeScale() const { return mTimeScale; }
 
 private:
-    struct Size {
+    // Aligned as a whole, without which clang accesses it through a library.
+    struct alignas(2 * sizeof(float)) Size {
         float width = 0;
         float height = 0;
     };
