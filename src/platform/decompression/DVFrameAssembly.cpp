@@ -29,7 +29,7 @@ bool hasHeader(std::span<const std::uint8_t> frame) {
 // end-of-block code.
 void fillVideoBlock(std::uint8_t* block) {
     constexpr std::uint8_t kEndOfBlock = 0x06;
-    for (const std::size_t offset : {4, 18, 32, 46, 60, 70}) {
+    for (const std::size_t offset : {4U, 18U, 32U, 46U, 60U, 70U}) {
         block[offset + 1] = kEndOfBlock;
     }
 }
