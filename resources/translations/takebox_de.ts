@@ -132,7 +132,7 @@
     </message>
     <message>
         <source>Recording</source>
-        <translation>Aufnahme</translation>
+        <translation>Nimmt auf</translation>
     </message>
     <message>
         <source>&amp;Erase existing files of the same name</source>
@@ -345,7 +345,7 @@
     </message>
     <message>
         <source>Scheduled recordings</source>
-        <translation type="unfinished">Geplante Aufnahmen</translation>
+        <translation>Geplante Aufnahmen</translation>
     </message>
     <message>
         <source>Notice</source>
@@ -369,7 +369,7 @@
     </message>
     <message>
         <source>&amp;Delete</source>
-        <translation type="unfinished">&amp;Entfernen</translation>
+        <translation>&amp;Entfernen</translation>
     </message>
     <message>
         <source>Removes the selected recording from the schedule (Delete). One that is running goes on to its planned end.</source>
@@ -412,11 +412,11 @@
     </message>
     <message>
         <source>&amp;Name:</source>
-        <translation type="unfinished">&amp;Name:</translation>
+        <translation>&amp;Name:</translation>
     </message>
     <message>
         <source>Recording name</source>
-        <translation type="unfinished">Name der Aufnahme</translation>
+        <translation>Name der Aufnahme</translation>
     </message>
     <message>
         <source>The name of the files, without extension</source>
@@ -520,7 +520,7 @@
     </message>
     <message>
         <source>Choose…</source>
-        <translation type="unfinished">Wählen…</translation>
+        <translation>Wählen…</translation>
     </message>
     <message>
         <source>Choose the folder for reference movies</source>
@@ -1079,7 +1079,7 @@ Bitte prüfen Sie die Geräteeinstellungen und versuchen Sie es erneut.</transla
     </message>
     <message>
         <source>Self-contained movie</source>
-        <translation type="unfinished">Eigenständiger Film</translation>
+        <translation>Eigenständiger Film</translation>
     </message>
     <message>
         <source>Nothing</source>
@@ -1123,7 +1123,7 @@ Bitte prüfen Sie die Geräteeinstellungen und versuchen Sie es erneut.</transla
     </message>
     <message>
         <source>Recording</source>
-        <translation type="unfinished">Aufnahme</translation>
+        <translation>Nimmt auf</translation>
     </message>
     <message>
         <source>Due, device is not connected</source>
