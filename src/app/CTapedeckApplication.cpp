@@ -9,6 +9,7 @@
 #include "app/CActionsManager.h"
 #include "app/ScriptableDecks.h"
 #include "app/ScriptingService.h"
+#include "app/Trash.h"
 #include "app/UserInterface.h"
 #include "capture/PreferenceKeys.h"
 #include "platform/avc/ieee1394/IEEE1394Backend.h"
@@ -256,27 +257,7 @@ void CTapedeckApplication::editScheduledEvents() {
 }
 
 bool CTapedeckApplication::recycle(const QString& path) {
-    if (QFile::moveToTrash(path)) {
-        return true;
-    }
-    // No trash here: a folder beside the file keeps it.
-    const QFileInfo file(path);
-    QDir folder = file.dir();
-    const QString holding = QStringLiteral("Removed Recordings");
-    if (!folder.mkdir(holding) && !folder.exists(holding)) {
-        return false;
-    }
-    for (int counter = 0;; ++counter) {
-        const QString name = counter == 0 ? file.fileName()
-                                          : QStringLiteral("%1 %2.%3")
-                                                .arg(file.completeBaseName())
-                                                .arg(counter)
-                                                .arg(file.suffix());
-        const QString target = folder.filePath(holding + QLatin1Char('/') + name);
-        if (!QFileInfo::exists(target)) {
-            return QFile::rename(path, target);
-        }
-    }
+    return moveToTrash(path);
 }
 
 }  // namespace takebox

@@ -132,6 +132,7 @@ class Takebox:
         if home is None:
             os.makedirs(self.home, exist_ok=True)
         environment = {k: v for k, v in os.environ.items() if not k.startswith("XDG_")}
+        environment.pop("DBUS_SESSION_BUS_ADDRESS", None)  # one program of many, for itself
         environment.update(HOME=self.home, LC_ALL="C.UTF-8", QT_QPA_PLATFORM="offscreen")
         environment.update(options.pop("environment", {}))
         descriptor, self.log_path = tempfile.mkstemp(suffix=".log", dir=folder)
