@@ -1,10 +1,10 @@
 #include "app/SingleInstance.h"
 
 #include <gtest/gtest.h>
-#include <signal.h>
 
 #include <QProcess>
 #include <QTemporaryDir>
+#include <csignal>
 
 #include "SessionBus.h"
 #include "support/WaitUntil.h"

@@ -1,9 +1,8 @@
 #include "platform/scripting/Script.h"
 
-#include <signal.h>
-
 #include <QFile>
 #include <QFileInfo>
+#include <csignal>
 #include <ctime>
 #include <lua.hpp>
 #include <utility>
