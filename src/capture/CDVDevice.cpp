@@ -261,6 +261,7 @@ std::int16_t CDVDevice::startRecordingWithPreAllocationDuration(double /*duratio
     mEraseFile = Defaults::standard().boolForKey(OxaPrefEraseExistingFilesKey);
     mCurrentRecordingFrame = 0;
     resetLoopRecordedTime();
+    updateRecordedTimeCode();  // nobody is to take the last recording's time for this one's
     mDCLOverrunCount = 0;
     mFramesOfRecording = mProblemsOfRecording = mInconsistentFrames = 0;
     mFirstTimeCode = mLastTimeCode = 0;

@@ -206,6 +206,9 @@ TEST_F(CDVDeviceTest, countsRecordedTimeAtTheNominalRate) {
     EXPECT_DOUBLE_EQ(device->recordedTime(), 10.0);
     EXPECT_EQ(device->recordedTimeCode(), QStringLiteral("00:00:10:00"));
     EXPECT_DOUBLE_EQ(device->currentTimeCodeAsDouble(), 9 + 29 / 29.97);
+    device->stopRecording(true);
+    startRaw();
+    EXPECT_EQ(device->recordedTimeCode(), QStringLiteral("00:00:00:00"));
 }
 
 TEST_F(CDVDeviceTest, playsAndStopsTheDeckAsThePreferencesSay) {
