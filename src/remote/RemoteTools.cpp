@@ -135,8 +135,7 @@ int runDiscover() {
         return fail(QStringLiteral("there is no service daemon (avahi-daemon) to ask"));
     }
     for (const FoundService& service : *services) {
-        printLine(
-            QStringLiteral("%1 (%2:%3)").arg(service.name, service.host).arg(service.port));
+        printLine(QStringLiteral("%1 (%2:%3)").arg(service.name, service.host).arg(service.port));
         for (const QString& line : deckLines(service)) {
             printLine(QStringLiteral("  ") + line);
         }

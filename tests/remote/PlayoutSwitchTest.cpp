@@ -1,7 +1,7 @@
 #include "remote/PlayoutSwitch.h"
 
-#include <gtest/gtest.h>
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <pthread.h>
 #include <sys/time.h>

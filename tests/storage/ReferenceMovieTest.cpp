@@ -89,7 +89,8 @@ TEST_P(VideoReferences, coverTheDuration) {
     }
     if (example.references > 0) {
         EXPECT_EQ(samples.chunks().back().samplesPerChunk, example.samplesInLast);
-        EXPECT_EQ(samples.chunks().size(), example.references == 1 || example.samplesInLast == framesPerReference ? 1U : 2U);
+        EXPECT_EQ(samples.chunks().size(),
+                  example.references == 1 || example.samplesInLast == framesPerReference ? 1U : 2U);
     }
     reference.finish();
 }
