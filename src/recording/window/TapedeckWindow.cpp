@@ -118,9 +118,9 @@ void TapedeckWindow::makeMenus() {
     const auto add = [&](const QString& title, const QString& keys, ButtonOutlet& outlet,
                          void (CDVDeviceWindowController::*operation)()) {
         QAction* entry = deck->addAction(title, QKeySequence(keys));
-        bindControl(*entry, outlet, [this, operation] {
+        bindControl(*entry, outlet, [this, &controller = mController, operation] {
             endEditing(*this);
-            (mController.*operation)();
+            (controller.*operation)();
         });
         return entry;
     };
@@ -144,8 +144,9 @@ void TapedeckWindow::makeMenus() {
 
 void TapedeckWindow::bindControls() {
     DeviceWindowOutlets& outlets = mController.outlets();
-    const auto perform = [this](void (CDVDeviceWindowController::*operation)()) {
-        return [this, operation] { (mController.*operation)(); };
+    CDVDeviceWindowController& controller = mController;
+    const auto perform = [&controller](void (CDVDeviceWindowController::*operation)()) {
+        return [&controller, operation] { (controller.*operation)(); };
     };
     bindControl(*mUi->recordButton, outlets.recordButton,
                 perform(&CDVDeviceWindowController::recordButtonPushed));
