@@ -206,7 +206,9 @@ class Recording(TakeboxTest):
             self.end_well(program)
             self.assertLess(self.check_take(second, PAL_FRAME), 30)
             if not erase:
-                self.assertEqual(size_of(self.take(name)["dv"]), first)
+                # Stopping answers before the last frames are on the disk.
+                self.assertGreaterEqual(size_of(self.take(name)["dv"]), first)
+                self.check_take(self.take(name), PAL_FRAME)
 
     def test_loop_keeps_the_last_stretch(self):
         write_preferences(self.home, self.settings(
