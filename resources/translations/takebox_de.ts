@@ -132,7 +132,7 @@
     </message>
     <message>
         <source>Recording</source>
-        <translation>Nimmt auf</translation>
+        <translation>Aufnahme</translation>
     </message>
     <message>
         <source>&amp;Erase existing files of the same name</source>
