@@ -285,6 +285,62 @@
         <source>%1 frames of a wrong size</source>
         <translation>%1 Bilder falscher Größe</translation>
     </message>
+    <message>
+        <source>Disk at %1</source>
+        <translation>Festplatte bei %1</translation>
+    </message>
+    <message>
+        <source>cannot be written: %1</source>
+        <translation>kann nicht beschrieben werden: %1</translation>
+    </message>
+    <message>
+        <source>Choose a folder that you may write into.</source>
+        <translation>Wählen Sie einen Ordner, in den Sie schreiben dürfen.</translation>
+    </message>
+    <message>
+        <source>Make room on the disk or choose another one.</source>
+        <translation>Schaffen Sie Platz auf der Festplatte oder wählen Sie eine andere.</translation>
+    </message>
+    <message>
+        <source>writes %1 MB a second, enough for %2 decks</source>
+        <translation>schreibt %1 MB je Sekunde, genug für %2 Geräte</translation>
+    </message>
+    <message>
+        <source>Record to a faster disk, or one kind of movie only.</source>
+        <translation>Nehmen Sie auf eine schnellere Festplatte auf oder nur eine Art von Film.</translation>
+    </message>
+    <message>
+        <source>Announcement</source>
+        <translation>Bekanntgabe</translation>
+    </message>
+    <message>
+        <source>the mDNS daemon runs</source>
+        <translation>der mDNS-Dienst läuft</translation>
+    </message>
+    <message>
+        <source>no mDNS daemon runs</source>
+        <translation>es läuft kein mDNS-Dienst</translation>
+    </message>
+    <message>
+        <source>Install and start avahi-daemon if the recorder is to be found on the network by its name.</source>
+        <translation>Installieren und starten Sie avahi-daemon, wenn der Recorder im Netz unter seinem Namen zu finden sein soll.</translation>
+    </message>
+    <message>
+        <source>Session bus</source>
+        <translation>Sitzungsbus</translation>
+    </message>
+    <message>
+        <source>connected</source>
+        <translation>verbunden</translation>
+    </message>
+    <message>
+        <source>none</source>
+        <translation>keiner</translation>
+    </message>
+    <message>
+        <source>Scripts cannot reach the recorder. Start it in a desktop session or with dbus-run-session.</source>
+        <translation>Skripte erreichen den Recorder nicht. Starten Sie ihn in einer Desktop-Sitzung oder mit dbus-run-session.</translation>
+    </message>
 </context>
 <context>
     <name>ScheduleOverview</name>
@@ -561,6 +617,25 @@
     <message>
         <source>Hint</source>
         <translation>Hinweis</translation>
+    </message>
+</context>
+<context>
+    <name>ScriptAlert</name>
+    <message>
+        <source>Script</source>
+        <translation>Skript</translation>
+    </message>
+    <message>
+        <source>The script &quot;%1&quot; is still running.</source>
+        <translation>Das Skript „%1“ läuft noch.</translation>
+    </message>
+    <message>
+        <source>Recordings go on, but the windows react slowly until it ends. You can wait or end it.</source>
+        <translation>Aufnahmen gehen weiter, aber die Fenster reagieren langsam, bis es endet. Sie können warten oder es beenden.</translation>
+    </message>
+    <message>
+        <source>End Script</source>
+        <translation>Skript beenden</translation>
     </message>
 </context>
 <context>

@@ -59,7 +59,7 @@ private:
     struct Slot {
         std::uint64_t number = 0;
         std::size_t size = 0;
-        std::array<std::uint8_t, kCapacity> bytes;
+        std::array<std::uint8_t, kCapacity> bytes{};
     };
     using Slots = std::array<Slot, 3>;
 
