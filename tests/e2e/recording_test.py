@@ -3,74 +3,15 @@
 import os
 import unittest
 
-from takebox import (NTSC_FRAME, PAL_FRAME, TakeboxTest, deck, deck_key, deck_settings, ffmpeg,
-                     ffprobe, read_file, size_of, sound, video_packets, wait_until,
+from takebox import (FOLLOW_REFERENCES, NTSC_FRAME, PAL_FRAME, RecordingTest, SessionBus, deck,
+                     deck_object, ffmpeg, ffprobe, read_file, size_of, video_packets, wait_until,
                      write_preferences)
 
 PAL_DECK = 0x11
 NTSC_DECK = 0x22
 
-# ffmpeg opens the files that a movie points to only when told that they can be trusted.
-FOLLOW_REFERENCES = ("-enable_drefs", "1")
 
-
-class Recording(TakeboxTest):
-    def setUp(self):
-        super().setUp()
-        self.takes = self.make_folder("takes")
-
-    def settings(self, guid, **changes):
-        return {deck_key(guid): deck_settings(self.takes, **changes)}
-
-    def take(self, name, number=0):
-        """Paths of the files of a take."""
-        suffix = f" {number}" if number else ""
-        raw = os.path.join(self.takes, name, name + suffix)
-        other = os.path.join(self.takes, name + suffix)
-        return {"dv": raw + ".dv", "aud": raw + ".aud", "mov": other + ".mov",
-                "ref": other + ".ref"}
-
-    def record(self, program, index, frames, files, frame_size):
-        """Records until so many frames are on the disk, and stops."""
-        self.assertEqual(program.ask(f"RECORD {index}"), "OK")
-        self.wait_for_frames(files, frames, frame_size)
-        self.assertEqual(program.ask(f"STOP {index}"), "OK")
-        self.assertEqual(program.ask(f"STATUS {index}"), "IDLE")
-
-    def wait_for_frames(self, files, frames, frame_size):
-        wait_until(lambda: size_of(files["dv"]) >= frames * frame_size, f"{frames} frames")
-
-    def check_take(self, files, frame_size, covered=None):
-        """The four files of a take hold the same frames and sound; the reference movie covers so
-        many of them, or all. Returns how many frames."""
-        frames, rest = divmod(size_of(files["dv"]), frame_size)
-        self.assertEqual(rest, 0, files["dv"])
-        self.assertGreater(frames, 0)
-        packets = video_packets(files["dv"])
-        self.assertEqual(len(packets), frames)
-        self.assertEqual(video_packets(files["mov"]), packets)
-        samples = read_file(files["aud"])
-        self.assertEqual(samples, sound(files["dv"]))
-        self.assertEqual(samples, sound(files["mov"]))
-        covered = covered or frames
-        reference = video_packets(files["ref"], *FOLLOW_REFERENCES)
-        self.assertEqual(reference[:frames], packets[:covered])
-        seen = sound(files["ref"], 0, *FOLLOW_REFERENCES)[: len(samples)]
-        self.assertEqual(seen, samples[: len(seen)])
-        self.assertGreaterEqual(len(seen), len(samples) * covered // frames)
-        return frames
-
-    def make_tape(self, name, pal, frames=40):
-        """A file of DV frames with sound, made by ffmpeg; every frame is different."""
-        path = os.path.join(self.folder, name)
-        target = "pal-dv" if pal else "ntsc-dv"
-        size, rate = ("720x576", "25") if pal else ("720x480", "30000/1001")
-        seconds = str(frames / (25 if pal else 30000 / 1001))
-        ffmpeg("-f", "lavfi", "-i", f"testsrc2=size={size}:rate={rate}",
-               "-f", "lavfi", "-i", "sine=frequency=440:sample_rate=48000",
-               "-ac", "2", "-t", seconds, "-target", target, path)
-        return path
-
+class Recording(RecordingTest):
     def test_two_decks_at_once(self):
         write_preferences(self.home, {
             **self.settings(PAL_DECK, Recording_Name="Pal"),
@@ -138,13 +79,54 @@ class Recording(TakeboxTest):
         self.end_well(program)
         for name, (frame_size, tape) in tapes.items():
             frames = self.check_take(self.take(name), frame_size)
-            recorded = read_file(self.take(name)["dv"])
-            source = read_file(tape)
-            source_frames = len(source) // frame_size
-            begin = source.find(recorded[:frame_size])
-            self.assertEqual(begin % frame_size, 0)
-            rounds = source * (frames // source_frames + 2)
-            self.assertEqual(recorded, rounds[begin: begin + len(recorded)])
+            self.check_source(self.take(name), frame_size, tape, frames)
+
+    def test_pauses_leave_out_what_is_played_meanwhile(self):
+        tapes = {"Pal": (PAL_DECK, PAL_FRAME, self.make_tape("pal.dv", True, 80)),
+                 "Ntsc": (NTSC_DECK, NTSC_FRAME, self.make_tape("ntsc.dv", False, 80))}
+        bus = SessionBus()
+        self.addCleanup(bus.close)
+        write_preferences(self.home, {
+            **self.settings(PAL_DECK, Recording_Name="Pal"),
+            **self.settings(NTSC_DECK, Recording_Name="Ntsc")})
+        program = self.start(*[deck(tape, guid) for guid, _, tape in tapes.values()],
+                             environment=bus.environment)
+        for index, (guid, _, _) in enumerate(tapes.values(), 1):
+            self.assertEqual(program.ask(f"RECORD {index}"), "OK")
+            self.wait_for_elapsed(program, index, 10)
+            bus.call(deck_object(guid), "Device.PauseRecording")
+            # A stretch of the tape passes by.
+            paused_at = program.ask(f"ELAPSED {index}")
+            stood = self.deck_frame(program, index)
+            wait_until(lambda at=index, since=stood: self.deck_frame(program, at) != since and
+                       (self.deck_frame(program, at) - since) % 80 >= 12, "the tape to go on")
+            self.assertLessEqual(int(program.ask(f"ELAPSED {index}")[-2:]),
+                                 int(paused_at[-2:]) + 1)
+            bus.call(deck_object(guid), "Device.ResumeRecording")
+            self.wait_for_elapsed(program, index, 20)
+            self.assertEqual(program.ask(f"STOP {index}"), "OK")
+            self.assertEqual(program.ask(f"RECORD {index}"), "OK")
+            self.wait_for_elapsed(program, index, 5)
+            self.assertEqual(program.ask(f"STOP {index}"), "OK")
+        self.end_well(program)
+        for name, (_, frame_size, tape) in tapes.items():
+            frames = self.check_take(self.take(name), frame_size)
+            numbers = self.numbers_on_tape(self.take(name)["dv"], tape, frame_size)
+            steps = [(b - a) % 80 for a, b in zip(numbers, numbers[1:])]
+            self.assertEqual(len([step for step in steps if step != 1]), 1, numbers)
+            self.assertGreaterEqual(max(steps), 12, numbers)
+            self.assertEqual(len(numbers), frames)
+            again = self.take(name, 1)
+            self.check_source(again, frame_size, tape, self.check_take(again, frame_size))
+
+    def deck_frame(self, program, index):
+        """Number of the frame that the tape is at, by its time code."""
+        hours, minutes, seconds, frames = map(int, program.ask(f"TIMECODE {index}").split(":"))
+        return ((hours * 60 + minutes) * 60 + seconds) * (25 if index == 1 else 30) + frames
+
+    def wait_for_elapsed(self, program, index, frames):
+        wait_until(lambda: program.ask(f"ELAPSED {index}") >= f"00:00:00:{frames:02}",
+                   f"{frames} frames")
 
     def test_deck_that_vanishes_leaves_a_complete_take_and_records_again(self):
         write_preferences(self.home, self.settings(PAL_DECK, Recording_Name="Lost"))

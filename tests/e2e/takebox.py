@@ -230,7 +230,123 @@ class TakeboxTest(unittest.TestCase):
         self.assertEqual(program.terminate(), 0, program.log())
 
 
+class SessionBus:
+    """A session bus of the test's own."""
+
+    NAME = "com.marvanemedia.TakeboxDV"
+
+    def __init__(self):
+        self.daemon = subprocess.Popen(
+            ["dbus-daemon", "--session", "--nofork", "--print-address"],
+            stdout=subprocess.PIPE, text=True)
+        address = self.daemon.stdout.readline().strip()
+        self.environment = {"DBUS_SESSION_BUS_ADDRESS": address}
+
+    def call(self, path, method, *arguments):
+        """Calls a method of the program, named with its interface; the answer as gdbus shows
+        it."""
+        done = subprocess.run(
+            ["gdbus", "call", "--session", "--dest", self.NAME, "--object-path", path,
+             "--method", f"{self.NAME}.{method}", *arguments],
+            env={**os.environ, **self.environment}, capture_output=True, text=True, check=False)
+        if done.returncode != 0:
+            raise AssertionError(f"{path} {method}: {done.stderr}")
+        return done.stdout.strip()
+
+    def close(self):
+        self.daemon.kill()
+        self.daemon.wait()
+        self.daemon.stdout.close()
+
+
+def deck_object(guid):
+    """The object of a device on the session bus."""
+    return f"/com/marvanemedia/TakeboxDV/devices/{guid:016x}"
+
+
+class RecordingTest(TakeboxTest):
+    """A test whose decks record into one folder, judged by ffmpeg and by the bytes of the tape."""
+
+    def setUp(self):
+        super().setUp()
+        self.takes = self.make_folder("takes")
+
+    def settings(self, guid, **changes):
+        return {deck_key(guid): deck_settings(self.takes, **changes)}
+
+    def take(self, name, number=0):
+        """Paths of the files of a take."""
+        suffix = f" {number}" if number else ""
+        raw = os.path.join(self.takes, name, name + suffix)
+        other = os.path.join(self.takes, name + suffix)
+        return {"dv": raw + ".dv", "aud": raw + ".aud", "mov": other + ".mov",
+                "ref": other + ".ref"}
+
+    def record(self, program, index, frames, files, frame_size):
+        """Records until so many frames are on the disk, and stops."""
+        self.assertEqual(program.ask(f"RECORD {index}"), "OK")
+        self.wait_for_frames(files, frames, frame_size)
+        self.assertEqual(program.ask(f"STOP {index}"), "OK")
+        self.assertEqual(program.ask(f"STATUS {index}"), "IDLE")
+
+    def wait_for_frames(self, files, frames, frame_size):
+        wait_until(lambda: size_of(files["dv"]) >= frames * frame_size, f"{frames} frames")
+
+    def check_take(self, files, frame_size, covered=None):
+        """The four files of a take hold the same frames and sound; the reference movie covers so
+        many of them, or all. Returns how many frames."""
+        frames, rest = divmod(size_of(files["dv"]), frame_size)
+        self.assertEqual(rest, 0, files["dv"])
+        self.assertGreater(frames, 0)
+        packets = video_packets(files["dv"])
+        self.assertEqual(len(packets), frames)
+        self.assertEqual(video_packets(files["mov"]), packets)
+        samples = read_file(files["aud"])
+        self.assertEqual(samples, sound(files["dv"]))
+        self.assertEqual(samples, sound(files["mov"]))
+        covered = covered or frames
+        reference = video_packets(files["ref"], *FOLLOW_REFERENCES)
+        self.assertEqual(reference[:frames], packets[:covered])
+        seen = sound(files["ref"], 0, *FOLLOW_REFERENCES)[: len(samples)]
+        self.assertEqual(seen, samples[: len(seen)])
+        self.assertGreaterEqual(len(seen), len(samples) * covered // frames)
+        return frames
+
+    def make_tape(self, name, pal, frames=40):
+        """A file of DV frames with sound, made by ffmpeg; every frame is different."""
+        path = os.path.join(self.folder, name)
+        target = "pal-dv" if pal else "ntsc-dv"
+        size, rate = ("720x576", "25") if pal else ("720x480", "30000/1001")
+        seconds = str(frames / (25 if pal else 30000 / 1001))
+        ffmpeg("-f", "lavfi", "-i", f"testsrc2=size={size}:rate={rate}",
+               "-f", "lavfi", "-i", "sine=frequency=440:sample_rate=48000",
+               "-ac", "2", "-t", seconds, "-target", target, path)
+        return path
+
+    def check_source(self, files, frame_size, tape, frames):
+        """The frames of a take are those of the tape in their order; it begins again at its
+        end."""
+        recorded = read_file(files["dv"])
+        source = read_file(tape)
+        begin = source.find(recorded[:frame_size])
+        self.assertEqual(begin % frame_size, 0, "the first frame is none of the tape's")
+        rounds = source * (frames * frame_size // len(source) + 2)
+        self.assertTrue(recorded == rounds[begin: begin + len(recorded)], files["dv"])
+
+    def numbers_on_tape(self, recording, tape, frame_size):
+        """Which frames of the tape a file holds."""
+        source = read_file(tape)
+        places = {source[at: at + frame_size]: at // frame_size
+                  for at in range(0, len(source), frame_size)}
+        recorded = read_file(recording)
+        return [places[recorded[at: at + frame_size]]
+                for at in range(0, len(recorded), frame_size)]
+
+
 # ffmpeg and ffprobe
+
+# ffmpeg opens the files that a movie points to only when told that they can be trusted.
+FOLLOW_REFERENCES = ("-enable_drefs", "1")
 
 
 def ffmpeg(*arguments):

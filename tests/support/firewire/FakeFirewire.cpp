@@ -3,6 +3,7 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/mman.h>
 
 #include <array>
@@ -91,8 +92,14 @@ __attribute__((constructor)) void begin() {
     unsetenv("FAKE_FIREWIRE_DIR");
     prepareWorld();
     runScript();
+    // A signal is the program's: a kernel's threads would never receive one.
+    sigset_t all;
+    sigset_t before;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before);
     std::thread(runBus).detach();
     std::thread(serveControl).detach();
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
 }  // namespace
