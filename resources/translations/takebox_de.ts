@@ -96,6 +96,10 @@
         <source>&amp;About Takebox DV</source>
         <translation>&amp;Über Takebox DV</translation>
     </message>
+    <message>
+        <source>&amp;All Decks</source>
+        <translation>Alle &amp;Geräte</translation>
+    </message>
 </context>
 <context>
     <name>NoDeviceWindow</name>
@@ -262,10 +266,6 @@
         <translation>%1 Bilder von %2, die Platte war zu langsam</translation>
     </message>
     <message>
-        <source>%1 bytes of %2: %3</source>
-        <translation>%1 Bytes von %2: %3</translation>
-    </message>
-    <message>
         <source>%1 frames of %2: %3</source>
         <translation>%1 Bilder von %2: %3</translation>
     </message>
@@ -340,6 +340,10 @@
     <message>
         <source>Scripts cannot reach the recorder. Start it in a desktop session or with dbus-run-session.</source>
         <translation>Skripte erreichen den Recorder nicht. Starten Sie ihn in einer Desktop-Sitzung oder mit dbus-run-session.</translation>
+    </message>
+    <message>
+        <source>%1 frames and %2 bytes of %3: %4</source>
+        <translation>%1 Bilder und %2 Bytes von %3: %4</translation>
     </message>
 </context>
 <context>
@@ -995,6 +999,32 @@ Bitte prüfen Sie die Geräteeinstellungen und versuchen Sie es erneut.</transla
         <source>SelectFolder</source>
         <translation>Ordner wählen</translation>
     </message>
+    <message>
+        <source>the raw files in %1</source>
+        <translation>die Rohdateien in %1</translation>
+    </message>
+    <message>
+        <source>the reference movie in %1</source>
+        <translation>der Referenzfilm in %1</translation>
+    </message>
+    <message>
+        <source>the self-contained movie in %1</source>
+        <translation>der eigenständige Film in %1</translation>
+    </message>
+    <message>
+        <source>Not everything is recorded!</source>
+        <translation>Nicht alles wird aufgenommen!</translation>
+    </message>
+    <message>
+        <source>These cannot be written: %1.
+Please check your Capture Settings and try again.</source>
+        <translation>Diese können nicht geschrieben werden: %1.
+Bitte prüfen Sie die Aufnahme-Einstellungen und versuchen Sie es noch einmal.</translation>
+    </message>
+    <message>
+        <source>, </source>
+        <translation>, </translation>
+    </message>
 </context>
 <context>
     <name>takebox::CSchedulingWindowController</name>
@@ -1140,6 +1170,10 @@ Bitte prüfen Sie die Geräteeinstellungen und versuchen Sie es erneut.</transla
     <message>
         <source>; </source>
         <translation>; </translation>
+    </message>
+    <message>
+        <source>only %1 of %2 s were received</source>
+        <translation>nur %1 von %2 s wurden empfangen</translation>
     </message>
 </context>
 <context>

@@ -2,6 +2,7 @@
 
 #include <QCommandLineParser>
 #include <QObject>
+#include <algorithm>
 
 namespace takebox {
 namespace {
@@ -100,6 +101,12 @@ ParsedOptions parseOptions(const QStringList& arguments) {
         const auto settings = avc::parseVirtualDeckSettings(spec, error);
         if (!settings) {
             return usageError(error);
+        }
+        if (settings->guid && std::ranges::any_of(options.virtualDecks, [&](const auto& other) {
+                return other.guid == settings->guid;
+            })) {
+            return usageError(text("two virtual decks have the same guid=%1.")
+                                  .arg(*settings->guid, 16, 16, QLatin1Char('0')));
         }
         options.virtualDecks.push_back(*settings);
     }

@@ -96,7 +96,7 @@ void RecordRun::startTakes() {
     for (const auto& entry : gDVDevicesController->devices()) {
         auto controller = std::dynamic_pointer_cast<CDVDeviceWindowController>(entry);
         QString device = controller->deviceName();
-        device.replace(QLatin1Char('/'), QLatin1Char('-'));
+        device.replace(QLatin1Char('.'), QLatin1Char('-'));  // what follows is no extension
         controller->setAutoNameRecordings(false);
         controller->setRecordingName(device + QLatin1Char(' ') + stamp);
         controller->setRawRecordingFolderPath(mFolder);
@@ -173,12 +173,16 @@ void RecordRun::stop() {
 bool RecordRun::report(const Take& take) const {
     const RecordingReport& outcome = take.outcome;
     const double rate = take.controller->device()->nominalFramesPerSecond();
-    const QStringList losses = outcome.losses();
+    QStringList losses = outcome.losses();
+    const double received = rate > 0 ? static_cast<double>(outcome.frames) / rate : 0.0;
+    if (received < mSeconds && outcome.frames != 0 && !mIsInterrupted) {
+        losses << tr("only %1 of %2 s were received").arg(received, 0, 'f', 2).arg(mSeconds);
+    }
     QString summary =
         tr("%1: %2 frames (%3 s), time code %4 to %5")
             .arg(take.name)
             .arg(outcome.frames)
-            .arg(rate > 0 ? static_cast<double>(outcome.frames) / rate : 0.0, 0, 'f', 2)
+            .arg(received, 0, 'f', 2)
             .arg(timeCodeText(outcome.firstTimeCode), timeCodeText(outcome.lastTimeCode));
     summary += losses.isEmpty() ? tr(", nothing lost") : tr(", LOST: ") + losses.join(tr("; "));
     printLine(summary);

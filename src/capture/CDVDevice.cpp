@@ -1,5 +1,6 @@
 #include "capture/CDVDevice.h"
 
+#include <fcntl.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
 
@@ -7,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cinttypes>
 #include <cstring>
 #include <thread>
 
@@ -45,8 +47,14 @@ std::shared_ptr<CDVDevice> CDVDevice::initWithGUID(std::uint64_t guid) {
 
 CDVDevice::CDVDevice(std::uint64_t guid)
     : mGUID(guid), mWakeUp(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
-    mWakeUpNotifier = std::make_unique<QSocketNotifier>(mWakeUp, QSocketNotifier::Read);
-    QObject::connect(mWakeUpNotifier.get(), &QSocketNotifier::activated, [this] { deliverNews(); });
+    if (mWakeUp >= 0) {
+        mWakeUpNotifier = std::make_unique<QSocketNotifier>(mWakeUp, QSocketNotifier::Read);
+        QObject::connect(mWakeUpNotifier.get(), &QSocketNotifier::activated,
+                         [this] { deliverNews(); });
+    } else {
+        logMessage("Too few file descriptors for %s: its counters and its picture stand still (%s)",
+                   qUtf8Printable(deviceGUIDString()), strerror(errno));
+    }
     const avc::AVCDevice* device =
         gAVCDeviceController ? gAVCDeviceController->findDeviceByGuid(guid) : nullptr;
     if (device != nullptr) {
@@ -72,7 +80,9 @@ CDVDevice::~CDVDevice() {
     closeRawFiles();
     closeSelfContainedMovie();
     mWakeUpNotifier.reset();
-    ::close(mWakeUp);
+    if (mWakeUp >= 0) {
+        ::close(mWakeUp);
+    }
 }
 
 void CDVDevice::setDelegate(CDVDeviceDelegate* delegate) {
@@ -98,8 +108,9 @@ std::int16_t CDVDevice::startPreview() {
         return static_cast<std::int16_t>(result);
     }
     if (hasDVCapability(*mCaptureDevice)) {
-        logMessage("CaptureDevice = %p, SetRefCon = %p", static_cast<void*>(mCaptureDevice),
-                   static_cast<void*>(this));
+        logMessage("CaptureDevice = %" PRIxPTR ", SetRefCon = %" PRIxPTR,
+                   reinterpret_cast<std::uintptr_t>(mCaptureDevice),
+                   reinterpret_cast<std::uintptr_t>(this));
         avc::DVReceiverParameters parameters;
         parameters.frameProc = DVFrameReceivedHandler;
         parameters.frameRefCon = this;
@@ -252,10 +263,8 @@ std::int32_t CDVDevice::MyAVCDeviceMessageNotification(avc::AVCDevice* /*device*
 
 std::int16_t CDVDevice::startRecordingWithPreAllocationDuration(double /*duration*/,
                                                                 TimeCodeRecord startTimeCode) {
-    if (isRecording()) {
-        leaveRecordingState();
-        closeRawFiles();
-    }
+    leaveRecordingState();
+    closeRawFiles();  // even without a recording: those of a start without a stream
     closeSelfContainedMovie();
     deliverNews();
     mEraseFile = Defaults::standard().boolForKey(OxaPrefEraseExistingFilesKey);
@@ -320,6 +329,16 @@ void CDVDevice::initializeSelfContainedMovieAtPath(const QString& path,
     mSelfContainedMovie->setVideoDescriptionHandle(isPAL ? createDVPALImageDescriptionHandle()
                                                          : createDVNTSCImageDescriptionHandle());
     mSelfContainedMovie->setVideoTimeScale(static_cast<std::int32_t>(framesPerSecond() * 100));
+    // The name is taken at once: the next recording must not choose it too, and a folder that
+    // cannot be written shows before the first frame.
+    const QByteArray pathOnDisk = QFile::encodeName(path);
+    const int descriptor = ::open(pathOnDisk.constData(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
+    mHasSelfContainedFile = descriptor >= 0;
+    if (mHasSelfContainedFile) {
+        ::close(descriptor);
+    } else {
+        logMessage("Cannot open %s for writing: %s", pathOnDisk.constData(), strerror(errno));
+    }
     mSelfContainedMovie->startWriteMovieThread();
 }
 

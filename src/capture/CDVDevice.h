@@ -121,6 +121,8 @@ public:
     [[nodiscard]] std::shared_ptr<QuickTimeMovie> selfContainedMovie() const {
         return mSelfContainedMovie;
     }
+    /// Whether the file of the latest self-contained movie could be made.
+    [[nodiscard]] bool hasSelfContainedFile() const { return mHasSelfContainedFile; }
     /// Makes the self-contained movie of a recording and starts its writer.
     void initializeSelfContainedMovieAtPath(const QString& path, TimeCodeRecord startTimeCode);
     /// Lets go of the self-contained movie; its writer finishes it.
@@ -182,6 +184,7 @@ private:
     const std::uint64_t mGUID;
 
     // Main thread.
+    bool mHasSelfContainedFile = false;
     bool mEraseFile = false;
     bool mCreateSelfContainedMovie = false;
     bool mCreateReferenceMovie = false;

@@ -127,7 +127,7 @@ std::int32_t CDVDevicesController::indexOfDeviceWithGUID(std::uint64_t guid) con
     const auto found =
         std::find_if(mDeviceWindowControllers.begin(), mDeviceWindowControllers.end(),
                      [guid](const auto& entry) { return entry->device()->deviceGUID() == guid; });
-    return found != mDeviceWindowControllers.end()
+    return !hasDeparted(guid) && found != mDeviceWindowControllers.end()
                ? static_cast<std::int32_t>(found - mDeviceWindowControllers.begin())
                : -1;
 }

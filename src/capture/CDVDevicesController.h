@@ -77,7 +77,10 @@ public:
     [[nodiscard]] std::shared_ptr<DeviceWindowController> deviceWindowControllerAtIndex(
         std::int32_t index) const;
     [[nodiscard]] std::shared_ptr<CDVDevice> deviceAtIndex(std::int32_t index) const;
-    /// -1 when no device of the list has the GUID.
+    /// Whether a device has left its bus since the list was brought up to date: what the list has
+    /// of it has lost its stream, even when the device is back.
+    [[nodiscard]] bool hasDeparted(std::uint64_t guid) const { return mDeparted.contains(guid); }
+    /// -1 when no device of the list has the GUID, or the one that has it has departed.
     [[nodiscard]] std::int32_t indexOfDeviceWithGUID(std::uint64_t guid) const;
 
     /// Places a window on a grid of its own size, row by row from the top left of the screen. The

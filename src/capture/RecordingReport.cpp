@@ -14,13 +14,14 @@ void addFileLosses(const std::shared_ptr<const BufferedFile>& file, QStringList&
         return;
     }
     const QString name = file->path().section(QLatin1Char('/'), -1);
-    if (const auto dropped = file->droppedBlocks(); dropped != 0) {
-        losses << QObject::tr("%1 frames of %2, the disk was too slow").arg(dropped).arg(name);
-    }
+    const auto dropped = file->droppedBlocks();
     if (const int error = file->writeError(); error != 0) {
-        losses << QObject::tr("%1 bytes of %2: %3")
+        losses << QObject::tr("%1 frames and %2 bytes of %3: %4")
+                      .arg(dropped)
                       .arg(file->refusedBytes())
                       .arg(name, QString::fromLocal8Bit(strerror(error)));
+    } else if (dropped != 0) {
+        losses << QObject::tr("%1 frames of %2, the disk was too slow").arg(dropped).arg(name);
     }
 }
 

@@ -95,7 +95,9 @@ void CDVDeviceSettings::setSettingsDictionary(const QVariantMap& dictionary) {
         return Defaults::doubleOf(valueOf(dictionary, key, ifAbsent));
     };
     const auto text = [&](const QString& key, const QString& ifAbsent) {
-        return Defaults::stringOf(valueOf(dictionary, key, ifAbsent));
+        const QString value = Defaults::stringOf(valueOf(dictionary, key, ifAbsent));
+        // A value of a kind that is no text would end the dictionary at this key when saved.
+        return value.isNull() ? ifAbsent : value;
     };
     _autoNameRecordings = boolean(kAutoNameRecordings, false);
     _monoTracks = boolean(kMonoTracks, false);

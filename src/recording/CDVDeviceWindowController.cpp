@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "capture/PreferenceKeys.h"
+#include "display/TimeFields.h"
 #include "platform/defaults/Defaults.h"
 #include "platform/log/Log.h"
 #include "recording/RecordingPaths.h"
@@ -53,6 +54,11 @@ void CDVDeviceWindowController::recordButtonPushed() {
     if (!_device) {
         return;
     }
+    if (gDVDevicesController && gDVDevicesController->hasDeparted(_device->deviceGUID())) {
+        logMessage("%s is not connected any more; nothing is recorded",
+                   qUtf8Printable(_device->deviceName()));
+        return;
+    }
     const QDateTime now = mServices.clock().localNow();
     if (!_settings->createSelfContainedMovie() && !_settings->createReferenceMovie()) {
         mServices.showCriticalAlert(
@@ -78,9 +84,9 @@ void CDVDeviceWindowController::recordButtonPushed() {
     if (status == 0) {
         recordingDidStart();
     }
-    if (_settings->createReferenceMovie()) {
-        writeReferenceMovie(referencePath, rawPath, startTimeCode);
-    }
+    const bool hasReferenceMovie = !_settings->createReferenceMovie() ||
+                                   writeReferenceMovie(referencePath, rawPath, startTimeCode);
+    showWhatCannotBeRecorded(hasReferenceMovie);
     updateApplicationIcon();
     Q_EMIT recordingStateChanged();
 }
@@ -93,7 +99,7 @@ QString CDVDeviceWindowController::recordingNameAt(const QDateTime& date) const 
     }
     const QString name = mOutlets.recordingNameField.stringValue();
     const auto stop = name.lastIndexOf(QLatin1Char('.'));
-    return stop > 0 && stop + 1 < name.size() ? name.left(stop) : name;
+    return fileNameOf(stop > 0 && stop + 1 < name.size() ? name.left(stop) : name);
 }
 
 bool CDVDeviceWindowController::prepareSelfContainedMovie(const QString& name) {
@@ -181,7 +187,28 @@ void CDVDeviceWindowController::recordingDidStart() {
     mOutlets.pauseButton.setEnabled(true);
 }
 
-void CDVDeviceWindowController::writeReferenceMovie(const QString& path, const QString& rawPath,
+void CDVDeviceWindowController::showWhatCannotBeRecorded(bool hasReferenceMovie) {
+    QStringList missing;
+    if (_settings->createReferenceMovie() &&
+        (!_device->dvOutputFile() || !_device->audioOutputFile())) {
+        missing << tr("the raw files in %1").arg(_settings->rawRecordingFolderPath());
+    }
+    if (!hasReferenceMovie) {
+        missing << tr("the reference movie in %1").arg(_settings->referenceMovieFolderPath());
+    }
+    if (_settings->createSelfContainedMovie() && !_device->hasSelfContainedFile()) {
+        missing << tr("the self-contained movie in %1")
+                       .arg(_settings->selfContainedRecordingFolderPath());
+    }
+    if (!missing.isEmpty()) {
+        mServices.showCriticalAlert(
+            tr("Not everything is recorded!"),
+            tr("These cannot be written: %1.\nPlease check your Capture Settings and try again.")
+                .arg(missing.join(tr(", "))));
+    }
+}
+
+bool CDVDeviceWindowController::writeReferenceMovie(const QString& path, const QString& rawPath,
                                                     TimeCodeRecord startTimeCode) {
     const double rate = _device->framesPerSecond();
     const bool isPAL = rate == kPALGeometry.framesPerSecond;
@@ -211,6 +238,7 @@ void CDVDeviceWindowController::writeReferenceMovie(const QString& path, const Q
     static_cast<void>(movie.addTimeCodeSample());
     movie.finishMovie();
     movie.closeMovieFile();
+    return QFileInfo::exists(path);
 }
 
 void CDVDeviceWindowController::stopButtonPushed() {
@@ -269,18 +297,13 @@ void CDVDeviceWindowController::castlineSwitch(bool on) {
 }
 
 void CDVDeviceWindowController::time(double seconds, TimeCodeRecord& toTimecode) const {
-    const auto hours =
-        static_cast<std::uint8_t>(static_cast<std::int64_t>(std::floor(seconds / 3600.0)));
+    const std::uint8_t hours = byteField(std::floor(seconds / 3600.0));
     const double afterHours = seconds - hours * 3600.0;
-    const auto minutes =
-        static_cast<std::uint8_t>(static_cast<std::int64_t>(std::floor(afterHours / 60.0)));
+    const std::uint8_t minutes = byteField(std::floor(afterHours / 60.0));
     const double afterMinutes = afterHours - minutes * 60.0;
-    const auto wholeSeconds =
-        static_cast<std::uint8_t>(static_cast<std::int64_t>(std::floor(afterMinutes)));
+    const std::uint8_t wholeSeconds = byteField(std::floor(afterMinutes));
     const double rate = _device ? _device->framesPerSecond() : 0.0;
-    toTimecode = {
-        hours, minutes, wholeSeconds,
-        static_cast<std::uint8_t>(static_cast<std::int64_t>((afterMinutes - wholeSeconds) * rate))};
+    toTimecode = {hours, minutes, wholeSeconds, byteField((afterMinutes - wholeSeconds) * rate)};
 }
 
 void CDVDeviceWindowController::realtimeTimecode(TimeCodeRecord& timecode) const {

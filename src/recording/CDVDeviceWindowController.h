@@ -193,7 +193,10 @@ private:
                                              QString& referencePath);
     [[nodiscard]] TimeCodeRecord chooseStartTimeCode() const;
     void recordingDidStart();
-    void writeReferenceMovie(const QString& path, const QString& rawPath,
+    /// An alert for what was wanted and has no file; the rest is recorded.
+    void showWhatCannotBeRecorded(bool hasReferenceMovie);
+    /// @return whether the movie is there.
+    bool writeReferenceMovie(const QString& path, const QString& rawPath,
                              TimeCodeRecord startTimeCode);
     [[nodiscard]] QString generateMoviePath(const QString& folder, const QString& name,
                                             const QString& extension, bool eraseExisting);

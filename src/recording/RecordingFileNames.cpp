@@ -33,6 +33,18 @@ bool isBeingRecorded(const QString& path) {
 
 }  // namespace
 
+QString fileNameOf(QString name) {
+    constexpr qsizetype kLongest = 230;  // bytes
+    name.replace(QLatin1Char('/'), QLatin1Char('-'));
+    name.remove(QChar::Null);
+    while (name.toUtf8().size() > kLongest) {
+        name.chop(name.back().isLowSurrogate() ? 2 : 1);
+    }
+    const bool isNothing =
+        name.isEmpty() || name == QLatin1String(".") || name == QLatin1String("..");
+    return isNothing ? QStringLiteral("Untitled") : name;
+}
+
 void CDVDeviceWindowController::removeOrRecycle(const QString& path, const QString& pathToRecycle) {
     if (!QFileInfo::exists(path)) {
         return;

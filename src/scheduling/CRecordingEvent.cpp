@@ -13,8 +13,7 @@
 namespace takebox {
 namespace {
 
-// The catalogues of the languages hold a list of formats under this name; this one reads what most
-// of Europe writes, and the international form.
+// What most of Europe writes, and the international form.
 constexpr std::array kDateFormats{"%d/%m/%y", "%d/%m/%Y", "%Y-%m-%d", "%d.%m.%y",
                                   "%d.%m.%Y", "%d-%m-%y", "%d-%m-%Y", "%d %b %Y"};
 constexpr auto kCalendarFormat = "%d/%m/%y";
@@ -101,29 +100,29 @@ bool CRecordingEvent::isAnyDaySelected() const {
 }
 
 void CRecordingEvent::setStartTime(double time) {
-    _startTime = time;
-    _endTime = time + _duration;
+    mTimes.start = time;
+    mTimes.end = time + mTimes.duration;
 }
 
 void CRecordingEvent::setDuration(double duration) {
-    _duration = duration;
-    _endTime = _startTime + duration;
+    mTimes.duration = duration;
+    mTimes.end = mTimes.start + duration;
 }
 
 void CRecordingEvent::setEndTime(double time) {
-    _endTime = time;
-    _duration = time - _startTime;
-    if (_duration < 0) {
-        _duration += kSecondsInDay;
+    mTimes.end = time;
+    mTimes.duration = time - mTimes.start;
+    if (mTimes.duration < 0) {
+        mTimes.duration += kSecondsInDay;
     }
 }
 
 QString CRecordingEvent::startTimeString() const {
-    return TimeFormatter().stringForObjectValue(_startTime);
+    return TimeFormatter().stringForObjectValue(mTimes.start);
 }
 
 QString CRecordingEvent::endTimeString() const {
-    return TimeFormatter().stringForObjectValue(_endTime);
+    return TimeFormatter().stringForObjectValue(mTimes.end);
 }
 
 QString CRecordingEvent::dateString() const {
@@ -182,7 +181,7 @@ bool CRecordingEvent::isValid() const {
         return false;
     }
     const bool isNameEmpty = !_recordingName.isNull() && _recordingName.isEmpty();
-    return _duration > 0 && _startTime < _endTime && !isNameEmpty;
+    return mTimes.duration > 0 && mTimes.start < mTimes.end && !isNameEmpty;
 }
 
 bool CRecordingEvent::canFallWith(const CRecordingEvent& other, int daysBefore) const {
@@ -207,13 +206,13 @@ bool CRecordingEvent::isOverlappingEvent(const CRecordingEvent& other) const {
     if (_deviceGUID != other._deviceGUID) {
         return false;
     }
-    const Interval whole{_startTime, _endTime};
-    const Interval wholeOther{other._startTime, other._endTime};
+    const Interval whole{mTimes.start, mTimes.end};
+    const Interval wholeOther{other.mTimes.start, other.mTimes.end};
     if (canFallWith(other, 0) && overlap(whole, wholeOther)) {
         return true;
     }
     const auto afterMidnight = [](const CRecordingEvent& event) {
-        return Interval{0, event._startTime + event._duration - kSecondsInDay};
+        return Interval{0, event.mTimes.start + event.mTimes.duration - kSecondsInDay};
     };
     if (crossesMidnight() && canFallWith(other, 1) && overlap(afterMidnight(*this), wholeOther)) {
         return true;

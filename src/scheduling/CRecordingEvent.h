@@ -49,9 +49,9 @@ public:
     [[nodiscard]] bool autoNameFile() const { return _autoNameFile; }
     void setAutoNameFile(bool autoName) { _autoNameFile = autoName; }
 
-    [[nodiscard]] double startTime() const { return _startTime; }
-    [[nodiscard]] double duration() const { return _duration; }
-    [[nodiscard]] double endTime() const { return _endTime; }
+    [[nodiscard]] double startTime() const { return mTimes.start; }
+    [[nodiscard]] double duration() const { return mTimes.duration; }
+    [[nodiscard]] double endTime() const { return mTimes.end; }
     void setStartTime(double time);     ///< keeps the duration and moves the end
     void setDuration(double duration);  ///< moves the end
     void setEndTime(double time);       ///< changes the duration; an end before the start is
@@ -93,7 +93,7 @@ public:
     [[nodiscard]] QString daysString() const;
 
     /// The formats in which a date may be typed (strptime), in the order in which they are tried:
-    /// the user's own short format, then those of the table "DateFormats".
+    /// the user's own short format, then a list of usual ones.
     [[nodiscard]] static QStringList dateFormats();
 
     /// Whether the event is either one-off or weekly, has a length, ends after it starts, and has a
@@ -105,7 +105,9 @@ public:
     [[nodiscard]] bool isOverlappingEvent(const CRecordingEvent& other) const;
 
 private:
-    [[nodiscard]] bool crossesMidnight() const { return _startTime + _duration > kSecondsInDay; }
+    [[nodiscard]] bool crossesMidnight() const {
+        return mTimes.start + mTimes.duration > kSecondsInDay;
+    }
     [[nodiscard]] bool canFallWith(const CRecordingEvent& other, int daysBefore) const;
 
     QDate _date;
@@ -114,9 +116,28 @@ private:
     bool _createReferenceMovie = true;
     bool _createSelfContainedMovie = false;
     bool _autoNameFile = false;
-    double _startTime = 0;
-    double _duration = 0;
-    double _endTime = 0;
+    /// Seconds after midnight, and between them. In a copy the end is start plus duration, as if
+    /// all three had been set in turn: an end given as a time of the next day moves behind
+    /// midnight.
+    struct Times {
+        Times() = default;
+        Times(const Times& other)
+            : start(other.start), duration(other.duration), end(other.start + other.duration) {}
+        Times& operator=(const Times& other) {
+            start = other.start;
+            duration = other.duration;
+            end = other.start + other.duration;
+            return *this;
+        }
+        Times(Times&&) = default;
+        Times& operator=(Times&&) = default;
+        ~Times() = default;
+
+        double start = 0;
+        double duration = 0;
+        double end = 0;
+    };
+    Times mTimes;
     std::uint64_t _deviceGUID = 0;
     QString _recordingName;
     QString _referenceMovieFolderPath = QStringLiteral("/");

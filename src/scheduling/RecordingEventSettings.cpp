@@ -118,9 +118,9 @@ QVariantMap CRecordingEvent::settingsDictionary() const {
     for (int day = 0; day < kDaysInWeek; ++day) {
         dictionary[dayKey(day)] = shouldRecordOnDay(day);
     }
-    dictionary[QStringLiteral("Start Time")] = _startTime;
-    dictionary[QStringLiteral("End Time")] = _endTime;
-    dictionary[QStringLiteral("Duration")] = _duration;
+    dictionary[QStringLiteral("Start Time")] = mTimes.start;
+    dictionary[QStringLiteral("End Time")] = mTimes.end;
+    dictionary[QStringLiteral("Duration")] = mTimes.duration;
     const bool isSigned = _deviceGUID <= std::numeric_limits<qint64>::max();
     dictionary[QStringLiteral("Device GUID")] = isSigned
                                                     ? QVariant(static_cast<qint64>(_deviceGUID))
@@ -150,7 +150,7 @@ void CRecordingEvent::loadSettingsFromDict(const QVariantMap& dictionary) {
     reader.read(QStringLiteral("Duration"), asDuration,
                 [this](double duration) { setDuration(duration); });
     // Without a stored duration the end may still lie before the start.
-    setDuration(std::max(_duration, 0.0));
+    setDuration(std::max(mTimes.duration, 0.0));
     reader.read(QStringLiteral("Device GUID"), asIdentifier,
                 [this](std::uint64_t guid) { setDeviceGUID(guid); });
     reader.read(QStringLiteral("Recording Name"), asText,

@@ -28,6 +28,11 @@ bool isRegularFile(int descriptor) {
     return ::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
 }
 
+off_t sizeOf(int descriptor) {
+    struct stat status {};
+    return ::fstat(descriptor, &status) == 0 ? status.st_size : 0;
+}
+
 bool isFullDisk(int error) {
     return error == ENOSPC || error == EDQUOT;
 }
@@ -81,7 +86,7 @@ std::int32_t BufferedFile::openForWriting(bool erase) {
     }
     mOpenError = 0;
     _fileRef = descriptor;
-    mErased = erase;
+    mSizeAtOpen = sizeOf(descriptor);
     mIsRewound = false;
     for (const auto& chunk : _chunks) {
         chunk->reset();
@@ -250,7 +255,7 @@ void BufferedFile::takeBackPartOfBlock(const WriteBufferChunk& chunk, std::uint3
         const off_t end = position - static_cast<off_t>(written - whole);
         static_cast<void>(::lseek(_fileRef, end, SEEK_SET));
         // What stands beyond belongs to an earlier take or round and is not ours to cut.
-        if (mErased && !mIsRewound && ::ftruncate(_fileRef, end) != 0) {
+        if (!mIsRewound && ::ftruncate(_fileRef, std::max(end, mSizeAtOpen)) != 0) {
             reportWriteError("shorten", errno);
         }
     }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/types.h>
+
 #include <QString>
 #include <array>
 #include <atomic>
@@ -105,7 +107,7 @@ private:
     // Main thread before the writer starts, then the writer's.
     int _fileRef = -1;
     int mOpenError = 0;
-    bool mErased = false;
+    off_t mSizeAtOpen = 0;  // bytes of an earlier take that this one may leave standing
     bool mIsRewound = false;
 
     // Appending thread. Null before the first block and once the chunk is full: it is the writer's

@@ -75,6 +75,9 @@ TEST(Options, mistakesAreNamed) {
     expectUsageError({u"--virtual-deck"_s, u"/no/such/file.dv"_s}, u"/no/such/file.dv"_s);
     expectUsageError({u"--virtual-deck"_s, u"pal,speed=fast"_s}, u"speed"_s);
     expectUsageError({u"--remote"_s, u"host"_s}, u"--remote"_s);
+    expectUsageError({u"--virtual-deck"_s, u"pal,guid=0000000000000001"_s, u"--virtual-deck"_s,
+                      u"ntsc,guid=0000000000000001"_s},
+                     u"guid=0000000000000001"_s);
 }
 
 TEST(Options, remoteTakesEveryWordThatFollows) {

@@ -248,6 +248,53 @@ TEST_F(CDVDeviceTest, opensFilesButDoesNotRecordWithoutAStream) {
     EXPECT_EQ(device->stopRecording(true), 0);
 }
 
+TEST_F(CDVDeviceTest, closesTheFilesOfEachStartWithoutAStream) {
+    addDeck(kPALMode);
+    deck->hasReceiver = false;
+    device = CDVDevice::initWithGUID(kGUID);
+    startRaw();
+    const auto first = device->dvOutputFile();
+    startRaw();
+    const auto second = device->dvOutputFile();
+    EXPECT_NE(first, second);
+    device.reset();
+    WriterThreads::waitUntilFinished();
+    EXPECT_FALSE(first->isOpen());
+    EXPECT_FALSE(second->isOpen());
+}
+
+TEST_F(CDVDeviceTest, logsItsHandles) {
+    makeDevice(kPALMode);
+    EXPECT_THAT(log.lines(), testing::Contains(testing::MatchesRegex(
+                                 "CaptureDevice = [0-9a-f]+, SetRefCon = [0-9a-f]+")));
+}
+
+TEST_F(CDVDeviceTest, tellsTheReceiverThatItDoesNotKeepTheFrame) {
+    makeDevice(kPALMode);
+    const auto frame = test::fakeFrame(true, 0);
+    for (const std::uint32_t message : {0U, 1U, 7U}) {
+        EXPECT_EQ(
+            CDVDevice::DVFrameReceivedHandler(
+                message, frame.data(), static_cast<std::uint32_t>(frame.size()), device.get()),
+            0xE00002BCU);
+    }
+}
+
+TEST_F(CDVDeviceTest, takesTheNameOfItsSelfContainedMovieAtOnce) {
+    makeDevice(kPALMode);
+    device->setShouldCreateSelfContainedMovie(true);
+    device->setSelfContainedCapturePath(path("take.mov"));
+    device->startRecordingWithPreAllocationDuration(10, {1, 2, 3, 4});
+    EXPECT_TRUE(QFile::exists(path("take.mov")));
+    EXPECT_TRUE(device->hasSelfContainedFile());
+    device->setSelfContainedCapturePath(path("nowhere/take.mov"));
+    device->startRecordingWithPreAllocationDuration(10, {1, 2, 3, 4});
+    EXPECT_FALSE(device->hasSelfContainedFile());
+    EXPECT_EQ(log.count("Cannot open " + path("nowhere/take.mov").toStdString() +
+                        " for writing: No such file or directory"),
+              1);
+}
+
 TEST_F(CDVDeviceTest, makesNoRawFilesForASelfContainedMovieAlone) {
     makeDevice(kPALMode);
     device->setShouldCreateReferenceMovie(false);

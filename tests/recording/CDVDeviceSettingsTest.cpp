@@ -47,6 +47,13 @@ protected:
 
 }  // namespace
 
+TEST(CDVDeviceSettings, aValueThatIsNoTextCountsAsAbsent) {
+    const CDVDeviceSettings settings(
+        {{u"Recording Name"_s, QVariantList{1, 2}}, {u"Device Name"_s, u"Deck"_s}});
+    EXPECT_EQ(settings.recordingName(), u"Untitled"_s);
+    EXPECT_EQ(settings.settingsDictionary().size(), 13);
+}
+
 TEST_F(CDVDeviceSettingsTest, freshOnesHaveNoKindOfMovieAndNoDuration) {
     const CDVDeviceSettings settings;
     EXPECT_EQ(settings.recordingName(), u"Untitled"_s);

@@ -237,6 +237,74 @@ TEST_F(RecordingStart, leavesTheRawFolderBehindWhenTheReferenceMovieCannotBeMade
     EXPECT_TRUE(QFileInfo(path(u"raw/Name"_s)).isDir());
 }
 
+TEST_F(RecordingStart, tellsWhichFoldersCannotBeWritten) {
+    makeController();
+    want(true, true);
+    controller().settings().setRawRecordingFolderPath(u"/nowhere/raw"_s);
+    controller().settings().setReferenceMovieFolderPath(u"/nowhere/reference"_s);
+    controller().settings().setSelfContainedRecordingFolderPath(u"/nowhere/movies"_s);
+    record(u"Name"_s);
+    ASSERT_EQ(services.alerts.size(), 1U);
+    for (const auto* const folder : {"/nowhere/raw", "/nowhere/reference", "/nowhere/movies"}) {
+        EXPECT_TRUE(services.alerts[0].second.contains(QLatin1String(folder))) << folder;
+    }
+    EXPECT_TRUE(device().isRecording());
+}
+
+TEST_F(RecordingStart, isRefusedOnceTheDeviceIsGone) {
+    makeController();
+    want(true, true);
+    prefer(OxaPrefEraseExistingFilesKey, true);
+    make(u"raw/Name/Name.dv"_s);
+    deck().attach(false);
+    gAVCDeviceController->deviceChanged(deck());
+    EXPECT_EQ(gDVDevicesController->indexOfDeviceWithGUID(device().deviceGUID()), -1);
+    record(u"Name"_s);
+    EXPECT_FALSE(device().isRecording());
+    EXPECT_EQ(contents(u"raw/Name/Name.dv"_s), "old");
+    EXPECT_FALSE(exists(u"movies/Name.mov"_s));
+    EXPECT_TRUE(log.containsText("is not connected any more; nothing is recorded"));
+}
+
+TEST_F(RecordingStart, makesAFileNameOfAnyRecordingName) {
+    makeController();
+    want(true, true);
+    const std::vector<std::pair<QString, QString>> names{
+        {u"Take 1/2"_s, u"Take 1-2"_s},
+        {u"../escape"_s, u"Untitled"_s},
+        {u""_s, u"Untitled"_s},
+        {u".."_s, u"Untitled"_s},
+        {QString(300, u'x'), QString(230, u'x')},
+        {QString(100, QChar(0x20ac)), QString(76, QChar(0x20ac))},
+    };
+    for (const auto& [typed, name] : names) {
+        record(typed);
+        send(1);
+        controller().stopButtonPushed();
+        finishWriting();
+        EXPECT_EQ(contents(u"raw/%1/%1.dv"_s.arg(name)).size(), 144000) << name.toStdString();
+        EXPECT_TRUE(exists(u"movies/%1.mov"_s.arg(name)));
+        EXPECT_TRUE(exists(u"reference/%1.ref"_s.arg(name)));
+        QFile::remove(path(u"raw/%1/%1.dv"_s.arg(name)));
+        QFile::remove(path(u"raw/%1/%1.aud"_s.arg(name)));
+        QFile::remove(path(u"movies/%1.mov"_s.arg(name)));
+        QFile::remove(path(u"reference/%1.ref"_s.arg(name)));
+    }
+    EXPECT_THAT(services.alerts, IsEmpty());
+}
+
+TEST_F(RecordingStart, keepsEveryMovieOfStartsAndStopsInQuickSuccession) {
+    makeController();
+    want(false, true);
+    for (int i = 0; i < 20; ++i) {
+        record(u"Name"_s);
+        controller().stopButtonPushed();
+    }
+    finishWriting();
+    EXPECT_TRUE(exists(u"movies/Name.mov"_s));
+    EXPECT_TRUE(exists(u"movies/Name 19.mov"_s));
+}
+
 TEST_F(RecordingStart, keepsOldFilesUnlessToldToErase) {
     makeController();
     want(true, true);
@@ -276,6 +344,10 @@ TEST_F(RecordingStart, whereAFileIsInTheWayOfTheRawFolderStillRecordsTheMovie) {
     record(u"Name"_s);
     EXPECT_TRUE(device().isRecording());
     EXPECT_TRUE(log.containsText("Cannot open " + path(u"raw/Name/Name.dv"_s).toStdString()));
+    expectAlert(
+        u"Not everything is recorded!"_s,
+        u"These cannot be written: the raw files in %1.\nPlease check your Capture Settings "
+        "and try again."_s.arg(path(u"raw"_s)));
     send(2);
     controller().stopButtonPushed();
     finishWriting();
@@ -295,7 +367,7 @@ TEST_F(RecordingStart, withoutAUsableRawNameStillRecordsTheMovieAndMakesNoStrayF
     controller().stopButtonPushed();
     finishWriting();
     ASSERT_TRUE(QDir::setCurrent(here));
-    EXPECT_THAT(services.alerts, IsEmpty());
+    EXPECT_EQ(services.alerts.size(), 1U);
     EXPECT_TRUE(exists(u"movies/Name.mov"_s));
     EXPECT_EQ(
         QDir(path(u"here/"_s)).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),

@@ -67,6 +67,20 @@ TEST(CRecordingEvent, aCopyIsTheSameEvent) {
     EXPECT_EQ(copy.settingsDictionary(), event.settingsDictionary());
 }
 
+TEST(CRecordingEvent, aCopyHasItsEndBehindMidnight) {
+    auto event = timed(23 * kHour, kHour);
+    event.setEndTime(kHour);
+    EXPECT_EQ(event.endTime(), kHour);
+    const CRecordingEvent copy = event;  // NOLINT(performance-unnecessary-copy-initialization)
+    EXPECT_EQ(copy.startTime(), 23 * kHour);
+    EXPECT_EQ(copy.duration(), 2 * kHour);
+    EXPECT_EQ(copy.endTime(), 25 * kHour);
+    CRecordingEvent assigned;
+    assigned = event;
+    EXPECT_EQ(assigned.endTime(), 25 * kHour);
+    EXPECT_EQ(event.endTime(), kHour);
+}
+
 TEST(CRecordingEvent, keepsItsDurationWhenTheStartMoves) {
     auto event = timed(10 * kHour, kHour);
     event.setStartTime(11 * kHour);

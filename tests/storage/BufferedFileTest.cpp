@@ -2,11 +2,13 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <QFile>
 #include <QTemporaryDir>
+#include <csignal>
 #include <numeric>
 #include <thread>
 #include <vector>
@@ -282,6 +284,61 @@ TEST_F(BufferedFileTest, reportsAFullDiskOnceAndClosesAllTheSame) {
     EXPECT_EQ(log.count("Cannot write /dev/full: No space left on device"), 1);
     EXPECT_EQ(file->writtenBytes(), 0U);
     EXPECT_EQ(file->refusedBytes(), 500U);
+}
+
+/// While it exists no file of the process can grow beyond so many bytes.
+class FileSizeLimit {
+public:
+    explicit FileSizeLimit(rlim_t bytes) {
+        ::getrlimit(RLIMIT_FSIZE, &mBefore);
+        const rlimit limit{bytes, mBefore.rlim_max};
+        mHandler = std::signal(SIGXFSZ, SIG_IGN);
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    ~FileSizeLimit() {
+        ::setrlimit(RLIMIT_FSIZE, &mBefore);
+        static_cast<void>(std::signal(SIGXFSZ, mHandler));
+    }
+    FileSizeLimit(const FileSizeLimit&) = delete;
+    FileSizeLimit& operator=(const FileSizeLimit&) = delete;
+
+private:
+    rlimit mBefore{};
+    void (*mHandler)(int) = SIG_DFL;
+};
+
+TEST_F(BufferedFileTest, endsWithAWholeFrameWhereNoMoreCouldBeWritten) {
+    for (const bool erase : {false, true}) {
+        const auto file = BufferedFile::initVideoBufferedFileWithPath(path(), 1000, 10);
+        ASSERT_EQ(file->openForWriting(erase), 0);
+        {
+            const FileSizeLimit limit(3500);
+            for (int i = 0; i < 10; ++i) {
+                append(*file, block(1000, i));
+            }
+            closeAndWait(*file);
+        }
+        EXPECT_EQ(file->writeError(), EFBIG);
+        EXPECT_EQ(QFile(path()).size(), 3000) << "erase " << erase;
+        QFile::remove(path());
+    }
+}
+
+TEST_F(BufferedFileTest, leavesWhatStoodBehindAFrameThatCouldNotBeWritten) {
+    QFile earlier(path());
+    ASSERT_TRUE(earlier.open(QIODevice::WriteOnly));
+    earlier.write(QByteArray(3200, 'e'));
+    earlier.close();
+    const auto file = BufferedFile::initVideoBufferedFileWithPath(path(), 1000, 10);
+    ASSERT_EQ(file->openForWriting(false), 0);
+    {
+        const FileSizeLimit limit(3500);
+        for (int i = 0; i < 10; ++i) {
+            append(*file, block(1000, i));
+        }
+        closeAndWait(*file);
+    }
+    EXPECT_EQ(QFile(path()).size(), 3200);
 }
 
 TEST_F(BufferedFileTest, setsTheLengthOfTheFile) {

@@ -5,6 +5,7 @@
 #include <QMessageBox>
 #include <QPushButton>
 #include <QScreen>
+#include <QSystemTrayIcon>
 #include <algorithm>
 #include <utility>
 
@@ -189,6 +190,16 @@ void DesktopInterface::terminate() {
             mApplication->terminate();
         }
     });
+}
+
+bool DesktopInterface::needsDockMenu() const {
+    return !QSystemTrayIcon::isSystemTrayAvailable();
+}
+
+void DesktopInterface::fillDockMenu(QMenu& menu) {
+    if (mTrayMenu) {
+        mTrayMenu->fill(menu);
+    }
 }
 
 void DesktopInterface::lastWindowClosed() {

@@ -43,6 +43,8 @@ public:
 
     /// Quits, and asks first when that ends a recording.
     void terminate() override;
+    [[nodiscard]] bool needsDockMenu() const override;
+    void fillDockMenu(QMenu& menu) override;
     [[nodiscard]] QString scheduleOfDevice(std::uint64_t guid) const override;
 
 private:

@@ -7,14 +7,14 @@ namespace takebox {
 TrayMenu::TrayMenu(CTapedeckApplication& application) : mApplication(application) {
     mIcon.setToolTip(QStringLiteral("Takebox DV"));
     mIcon.setContextMenu(&mMenu);
-    connect(&mMenu, &QMenu::aboutToShow, this, &TrayMenu::fill);
+    connect(&mMenu, &QMenu::aboutToShow, this, [this] { fill(mMenu); });
     connect(&mIcon, &QSystemTrayIcon::activated, this,
             [this](QSystemTrayIcon::ActivationReason reason) {
                 if (reason == QSystemTrayIcon::Trigger) {
                     Q_EMIT activated();
                 }
             });
-    fill();
+    fill(mMenu);
 }
 
 void TrayMenu::setIcon(const QIcon& icon) {
@@ -26,14 +26,14 @@ bool TrayMenu::isShown() const {
     return QSystemTrayIcon::isSystemTrayAvailable() && mIcon.isVisible();
 }
 
-void TrayMenu::fill() {
-    mMenu.clear();
+void TrayMenu::fill(QMenu& menu) {
+    menu.clear();
     for (const DockMenuItem& item : mApplication.dockMenu()) {
         if (item.kind == DockMenuItem::Kind::kSeparator) {
-            mMenu.addSeparator();
+            menu.addSeparator();
             continue;
         }
-        QAction* action = mMenu.addAction(item.title);
+        QAction* action = menu.addAction(item.title);
         if (item.kind == DockMenuItem::Kind::kDeviceName) {
             action->setEnabled(false);
             continue;

@@ -21,13 +21,14 @@ public:
     [[nodiscard]] bool isShown() const;
     [[nodiscard]] QMenu& menu() { return mMenu; }
 
+    /// Makes the entries of this or another menu afresh: Record and Stop for each device.
+    void fill(QMenu& menu);
+
 Q_SIGNALS:
     /// The icon itself was clicked.
     void activated();
 
 private:
-    void fill();
-
     CTapedeckApplication& mApplication;
     QMenu mMenu;
     QSystemTrayIcon mIcon;

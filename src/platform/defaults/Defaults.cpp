@@ -205,7 +205,7 @@ bool Defaults::synchronize() {
     if (!mHasChanged) {
         return true;
     }
-    if ((mIsDamaged && !moveDamagedFileAside()) || !write()) {
+    if (mIsUnreadable || (mIsDamaged && !moveDamagedFileAside()) || !write()) {
         return false;
     }
     mHasChanged = false;
@@ -219,16 +219,21 @@ void Defaults::read() {
     if (!file.exists()) {
         return;
     }
-    if (file.open(QIODevice::ReadOnly)) {
-        if (auto values = readPropertyList(file.readAll())) {
-            mValues = std::move(*values);
-            return;
-        }
-        logMessage("Warning: the preferences file %s is damaged", qUtf8Printable(mPath));
-    } else {
-        logMessage("Warning: the preferences file %s cannot be read: %s", qUtf8Printable(mPath),
-                   qUtf8Printable(file.errorString()));
+    const QByteArray bytes = file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    if (file.error() != QFileDevice::NoError) {
+        // It may be good: it stays as it is, and nothing is written over it.
+        mIsUnreadable = true;
+        logMessage(
+            "Warning: the preferences file %s cannot be read: %s. It is left as it is, and "
+            "changes hold until the program ends.",
+            qUtf8Printable(mPath), qUtf8Printable(file.errorString()));
+        return;
     }
+    if (auto values = readPropertyList(bytes)) {
+        mValues = std::move(*values);
+        return;
+    }
+    logMessage("Warning: the preferences file %s is damaged", qUtf8Printable(mPath));
     mIsDamaged = true;
     moveDamagedFileAside();
 }

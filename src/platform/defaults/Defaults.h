@@ -77,7 +77,8 @@ private:
     QVariantMap mValues;
     QVariantMap mRegistered;
     bool mHasChanged = false;
-    bool mIsDamaged = false;  // the file at mPath holds something unreadable: not to be replaced
+    bool mIsUnreadable = false;  // the file at mPath could not be read, good as it may be
+    bool mIsDamaged = false;     // it is no property list and could not yet be moved aside
     bool mWriteFailureLogged = false;
 };
 

@@ -93,6 +93,11 @@ void makeMainMenu(QMenuBar& menuBar, ApplicationCommands& commands, QMenu* ownMe
         ownMenu->setParent(&menuBar, ownMenu->windowFlags());
         menuBar.addMenu(ownMenu);
     }
+    if (commands.needsDockMenu()) {
+        QMenu* decks = menuBar.addMenu(text(QT_TRANSLATE_NOOP("MainMenu", "&All Decks")));
+        QObject::connect(decks, &QMenu::aboutToShow, decks,
+                         [decks, &commands] { commands.fillDockMenu(*decks); });
+    }
     QMenu* windows = menuBar.addMenu(text(QT_TRANSLATE_NOOP("MainMenu", "&Window")));
     QObject::connect(windows, &QMenu::aboutToShow, windows,
                      [windows] { fillWindowMenu(*windows); });

@@ -3,9 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <QApplication>
+#include <QMainWindow>
+#include <QMenuBar>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QScreen>
+#include <QSystemTrayIcon>
 #include <QTemporaryDir>
 
 #include "app/CTapedeckApplication.h"
@@ -88,6 +91,30 @@ TEST_F(DesktopInterfaceTest, bringsClosedWindowsBack) {
     EXPECT_TRUE(visibleWindows("takebox::TapedeckWindow").empty());
     interface.activate();
     EXPECT_EQ(visibleWindows("takebox::TapedeckWindow").size(), 1U);
+}
+
+TEST_F(DesktopInterfaceTest, hangsTheTrayMenuIntoTheMenuBarWhereThereIsNoTray) {
+    ASSERT_FALSE(QSystemTrayIcon::isSystemTrayAvailable());
+    launch({QStringLiteral("pal,name=A"), QStringLiteral("ntsc,name=B")});
+    const auto* const window =
+        qobject_cast<QMainWindow*>(visibleWindows("takebox::TapedeckWindow").front());
+    ASSERT_NE(window, nullptr);
+    QMenu* menu = nullptr;
+    for (const QAction* action : window->menuBar()->actions()) {
+        menu = action->text() == QStringLiteral("&All Decks") ? action->menu() : menu;
+    }
+    ASSERT_NE(menu, nullptr);
+    Q_EMIT menu->aboutToShow();
+    QStringList entries;
+    for (const QAction* action : menu->actions()) {
+        entries << action->text();
+    }
+    QStringList expected;
+    for (const DockMenuItem& item : application->dockMenu()) {
+        expected << item.title;
+    }
+    EXPECT_EQ(entries, expected);
+    EXPECT_GE(entries.size(), 6);
 }
 
 TEST_F(DesktopInterfaceTest, asksBeforeQuittingEndsARecording) {

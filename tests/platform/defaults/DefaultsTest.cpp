@@ -175,6 +175,20 @@ TEST(Defaults, containersDoNotConvert) {
     EXPECT_TRUE(defaults.arrayForKey(u"absent"_s).isEmpty());
 }
 
+TEST(Defaults, fileThatCannotBeReadIsLeftAsItIs) {
+    const QTemporaryDir folder;
+    const QString path = folder.filePath(u"a.plist"_s);
+    ASSERT_TRUE(QDir().mkpath(path));  // in the place of a disk that fails
+    test::LogCapture log;
+    Defaults defaults(path);
+    EXPECT_TRUE(log.containsText("cannot be read"));
+    defaults.setObject(u"Key"_s, 1);
+    EXPECT_FALSE(defaults.synchronize());
+    EXPECT_EQ(defaults.integerForKey(u"Key"_s), 1);
+    EXPECT_EQ(QDir(folder.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot),
+              QStringList{u"a.plist"_s});
+}
+
 TEST(Defaults, damagedFileIsKeptUnderADatedNameWithAWarning) {
     const QTemporaryDir folder;
     const QString path = folder.filePath(u"a.plist"_s);
