@@ -6,13 +6,10 @@
 namespace takebox::decompression {
 namespace {
 
-constexpr std::size_t kBlockSize = 80;
-constexpr std::size_t kSequenceBlocks = 150;
-constexpr std::size_t kFirstVideoBlock = 6;
-constexpr std::size_t kAudioDistance = 16;  // of the blocks from the sixth on, each sixteenth
-constexpr std::size_t kVideoSystemOffset = 5 * kBlockSize + 48 + 3;
+constexpr std::size_t kVideoSystemOffset = 5 * dvframe::kDIFBlockSize + 48 + 3;
 constexpr std::uint8_t k625Lines = 0x80;
 constexpr std::uint8_t kSystemMask = 0x1F;
+constexpr std::uint8_t kTrackApplicationMask = 0x07;
 
 // A header block begins with its section type, sequence number 0 and block number 0. The only video
 // systems of 25 Mbit/s are 0 and, for 625 lines after IEC 61883-5, 1.
@@ -23,15 +20,6 @@ bool hasHeader(std::span<const std::uint8_t> frame) {
     }
     const unsigned system = frame[kVideoSystemOffset] & kSystemMask;
     return system == 0 || (system == 1 && (frame[3] & k625Lines) != 0);
-}
-
-// Four luminance and two colour blocks that hold nothing but a mean value of 0 (mid-grey) and the
-// end-of-block code.
-void fillVideoBlock(std::uint8_t* block) {
-    constexpr std::uint8_t kEndOfBlock = 0x06;
-    for (const std::size_t offset : {4U, 18U, 32U, 46U, 60U, 70U}) {
-        block[offset + 1] = kEndOfBlock;
-    }
 }
 
 }  // namespace
@@ -57,14 +45,24 @@ std::size_t DVFrameAssembly::assemble(const std::uint8_t* data, std::size_t size
     return (mSignature.headerFlags & k625Lines) != 0 ? kPALFrameSize : kNTSCFrameSize;
 }
 
+dvframe::Sampling DVFrameAssembly::sampling() const {
+    if ((mSignature.headerFlags & k625Lines) == 0) {
+        return dvframe::Sampling::k525Lines411;
+    }
+    const bool isDVCPRO = (mSignature.trackFlags & kTrackApplicationMask) != 0 &&
+                          (mSignature.videoSystem & kSystemMask) == 0;
+    return isDVCPRO ? dvframe::Sampling::k625Lines411 : dvframe::Sampling::k625Lines420;
+}
+
 void DVFrameAssembly::fillWithGrey(bool isPAL) {
+    // A block of nothing but a mean value of 0, which is the middle, and the end of the block.
+    constexpr std::uint8_t kEndOfBlock = 0x06;
     std::ranges::fill(mStorage, std::uint8_t{0});
     mStorage[3] = isPAL ? k625Lines : std::uint8_t{0};
-    for (std::size_t block = 0; block < mStorage.size() / kBlockSize; ++block) {
-        const std::size_t inSequence = block % kSequenceBlocks;
-        if (inSequence >= kFirstVideoBlock &&
-            (inSequence - kFirstVideoBlock) % kAudioDistance != 0) {
-            fillVideoBlock(&mStorage[block * kBlockSize]);
+    const auto sampling = isPAL ? dvframe::Sampling::k625Lines420 : dvframe::Sampling::k525Lines411;
+    for (const dvframe::MacroBlock& block : dvframe::macroBlocks(sampling)) {
+        for (const dvframe::BlockArea& area : dvframe::kBlockAreas) {
+            mStorage[block.offset + area.offset + 1] = kEndOfBlock;
         }
     }
 }

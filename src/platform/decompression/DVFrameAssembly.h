@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <span>
 
+#include "platform/dvframe/MacroBlocks.h"
+
 namespace takebox::decompression {
 
 /// Makes frames that a decoder accepts out of frames as they arrive.
@@ -25,6 +27,9 @@ public:
     /// Lays the bytes of a frame over those of the frame before; what exceeds a PAL frame is
     /// ignored. @return the size of the whole frame that the storage holds now.
     std::size_t assemble(const std::uint8_t* data, std::size_t size);
+
+    /// How the picture of the frame that the storage holds is sampled.
+    [[nodiscard]] dvframe::Sampling sampling() const;
 
 private:
     /// The bytes from which a decoder learns the system of a frame.

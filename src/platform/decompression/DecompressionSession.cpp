@@ -1,11 +1,14 @@
 #include "DecompressionSession.h"
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <optional>
 #include <utility>
 
 #include "DVFrameAssembly.h"
+#include "HalfSizeDecoder.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -28,26 +31,36 @@ struct Free {
 template <typename T>
 using Owned = std::unique_ptr<T, Free>;
 
-// Half the resolution is what a preview needs: 360 x 240 or 360 x 288 for a picture of 135 lines. A
-// quarter would be nearly the wanted size but aliases fine detail visibly, and for NTSC is less
-// than 135 lines.
-int reducedResolution(const AVCodec& codec, const ImageDescription& description,
-                      const PixelBufferAttributes& attributes, int accuracy) {
-    const bool isEnough =
-        description.width / 2 >= attributes.width && description.height / 2 >= attributes.height;
-    return codec.max_lowres > 0 && accuracy <= 512 && isEnough ? 1 : 0;
+// A quarter of the size would be nearly what a preview needs, but aliases fine detail visibly, and
+// for NTSC is less than 135 lines.
+bool isHalfSizeEnough(const PixelBufferAttributes& attributes, int accuracy) {
+    constexpr int kHighestAccuracy = 512;
+    constexpr int kSmallestHeight = 240;
+    return accuracy <= kHighestAccuracy && attributes.width <= HalfSizeDecoder::kWidth &&
+           attributes.height <= kSmallestHeight;
 }
+
+// A decoded picture that somebody else owns.
+struct DecodedPicture {
+    int width = 0;
+    int height = 0;
+    AVPixelFormat format = AV_PIX_FMT_NONE;
+    std::array<const std::uint8_t*, 4> planes{};
+    std::array<int, 4> strides{};
+};
 
 }  // namespace
 
 struct DecompressionSession::Decoder {
     ~Decoder() { sws_freeContext(scaler); }
 
+    std::optional<HalfSizeDecoder> halfSize;
     Owned<AVCodecContext> context;
     Owned<AVFrame> frame;
     Owned<AVPacket> packet;
     Owned<AVBufferRef> storage;  // with the padding that the decoder may read beyond the frame
     std::optional<DVFrameAssembly> assembly;
+    DecodedPicture picture;
     SwsContext* scaler = nullptr;
 };
 
@@ -73,13 +86,15 @@ std::unique_ptr<DecompressionSession> DecompressionSession::create(
         return nullptr;
     }
     decoder->context->thread_count = 1;
-    decoder->context->lowres = reducedResolution(*codec, description, attributes, options.accuracy);
     if (avcodec_open2(decoder->context.get(), codec, nullptr) < 0) {
         return nullptr;
     }
     decoder->assembly.emplace(std::span<std::uint8_t, DVFrameAssembly::kPALFrameSize>(
                                   decoder->storage->data, DVFrameAssembly::kPALFrameSize),
                               isPAL);
+    if (isHalfSizeEnough(attributes, options.accuracy)) {
+        decoder->halfSize.emplace();
+    }
     return std::unique_ptr<DecompressionSession>(
         new DecompressionSession(std::move(decoder), attributes, std::move(callback)));
 }
@@ -103,14 +118,12 @@ int DecompressionSession::decodeFrame(const std::uint8_t* data, std::size_t size
     mHasPendingFrame = false;
     int status = data != nullptr && size > 0 ? 0 : AVERROR(EINVAL);
     if (status == 0) {
-        decoder.packet->size = static_cast<int>(decoder.assembly->assemble(data, size));
-        decoder.packet->data = decoder.storage->data;
-        decoder.packet->buf = av_buffer_ref(decoder.storage.get());
-        status = avcodec_send_packet(decoder.context.get(), decoder.packet.get());
-        av_packet_unref(decoder.packet.get());
-    }
-    if (status == 0) {
-        status = avcodec_receive_frame(decoder.context.get(), decoder.frame.get());
+        const std::size_t frameSize = decoder.assembly->assemble(data, size);
+        if (decoder.halfSize) {
+            decodeAtHalfSize(frameSize);
+        } else {
+            status = decodeWhole(frameSize);
+        }
     }
     if (status != 0) {
         mCallback(status, kLastCall, nullptr, time.value, 0, 0);
@@ -124,6 +137,43 @@ int DecompressionSession::decodeFrame(const std::uint8_t* data, std::size_t size
     return 0;
 }
 
+void DecompressionSession::decodeAtHalfSize(std::size_t size) {
+    Decoder& decoder = *mDecoder;
+    const dvframe::Sampling sampling = decoder.assembly->sampling();
+    const auto& planes = decoder.halfSize->decode({decoder.storage->data, size}, sampling);
+    DecodedPicture& picture = decoder.picture;
+    picture.width = planes[0].width;
+    picture.height = planes[0].height;
+    picture.format =
+        sampling == dvframe::Sampling::k625Lines420 ? AV_PIX_FMT_YUV420P : AV_PIX_FMT_YUV411P;
+    for (std::size_t i = 0; i < planes.size(); ++i) {
+        picture.planes[i] = planes[i].samples.data();
+        picture.strides[i] = planes[i].width;
+    }
+}
+
+int DecompressionSession::decodeWhole(std::size_t size) {
+    Decoder& decoder = *mDecoder;
+    decoder.packet->size = static_cast<int>(size);
+    decoder.packet->data = decoder.storage->data;
+    decoder.packet->buf = av_buffer_ref(decoder.storage.get());
+    int status = avcodec_send_packet(decoder.context.get(), decoder.packet.get());
+    av_packet_unref(decoder.packet.get());
+    if (status == 0) {
+        status = avcodec_receive_frame(decoder.context.get(), decoder.frame.get());
+    }
+    if (status == 0) {
+        const AVFrame& frame = *decoder.frame;
+        DecodedPicture& picture = decoder.picture;
+        picture.width = frame.width;
+        picture.height = frame.height;
+        picture.format = static_cast<AVPixelFormat>(frame.format);
+        std::copy_n(frame.data, picture.planes.size(), picture.planes.begin());
+        std::copy_n(frame.linesize, picture.strides.size(), picture.strides.begin());
+    }
+    return status;
+}
+
 void DecompressionSession::setNonScheduledDisplayTime(std::int64_t time, std::int32_t scale) {
     // Times of different scales are compared as fractions.
     if (mHasPendingFrame && mPendingTime.value * scale <= time * mPendingTime.scale) {
@@ -133,13 +183,12 @@ void DecompressionSession::setNonScheduledDisplayTime(std::int64_t time, std::in
 
 void DecompressionSession::emitFrame() {
     mHasPendingFrame = false;
-    AVFrame& frame = *mDecoder->frame;
+    const DecodedPicture& picture = mDecoder->picture;
     // Averaging every source pixel also blends the two fields of a frame, so that moving edges do
     // not show as combs.
-    mDecoder->scaler = sws_getCachedContext(mDecoder->scaler, frame.width, frame.height,
-                                            static_cast<AVPixelFormat>(frame.format),
-                                            mAttributes.width, mAttributes.height, AV_PIX_FMT_RGB32,
-                                            SWS_AREA, nullptr, nullptr, nullptr);
+    mDecoder->scaler = sws_getCachedContext(mDecoder->scaler, picture.width, picture.height,
+                                            picture.format, mAttributes.width, mAttributes.height,
+                                            AV_PIX_FMT_RGB32, SWS_AREA, nullptr, nullptr, nullptr);
     if (mDecoder->scaler == nullptr) {
         mCallback(AVERROR(ENOMEM), kLastCall, nullptr, mPendingTime.value, 0, 0);
         return;
@@ -150,7 +199,8 @@ void DecompressionSession::emitFrame() {
                                static_cast<std::size_t>(mAttributes.height));
     auto* target = reinterpret_cast<std::uint8_t*>(mPixelBuffer.pixels.data());
     const int stride = mPixelBuffer.bytesPerRow();
-    sws_scale(mDecoder->scaler, frame.data, frame.linesize, 0, frame.height, &target, &stride);
+    sws_scale(mDecoder->scaler, picture.planes.data(), picture.strides.data(), 0, picture.height,
+              &target, &stride);
     mCallback(0, kEmittingFrame | kLastCall, &mPixelBuffer, mPendingTime.value, 0,
               kDisplayTimeIsValid);
 }

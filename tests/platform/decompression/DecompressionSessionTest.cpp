@@ -101,6 +101,27 @@ TEST_F(DecompressionSessionTest, changesTheSizeOfThePictures) {
     EXPECT_EQ(picture.width, 240);
 }
 
+TEST_F(DecompressionSessionTest, decodesEveryPixelForMoreAccuracyOrLargerPictures) {
+    const auto frames = test::makeDVFrames(true, false, 2);
+    ASSERT_EQ(frames.size(), 2U);
+    const auto expected = test::picturesByFfmpeg({frames[1]}, {720, 576});
+    ASSERT_EQ(expected.size(), 1U);
+    for (const int accuracy : {512, 1023}) {
+        const auto session = make(makeDVPALImageDescription(), {720, 576}, accuracy);
+        EXPECT_EQ(decode(*session, frames[0]), 0);
+        EXPECT_EQ(decode(*session, frames[1]), 0);
+        EXPECT_LT(differenceFrom(expected[0]), 3);
+    }
+    const auto small = test::picturesByFfmpeg({frames[1]}, {180, 135});
+    ASSERT_EQ(small.size(), 1U);
+    const auto coarse = make(makeDVPALImageDescription(), {180, 135}, 512);
+    EXPECT_EQ(decode(*coarse, frames[1]), 0);
+    const double coarseDifference = differenceFrom(small[0]);
+    const auto fine = make(makeDVPALImageDescription(), {180, 135}, 1023);
+    EXPECT_EQ(decode(*fine, frames[1]), 0);
+    EXPECT_LT(differenceFrom(small[0]), coarseDifference);
+}
+
 TEST_F(DecompressionSessionTest, takesFramesOfTheOtherStandard) {
     const auto pal = test::makeDVFrames(true, false, 1);
     const auto ntsc = test::makeDVFrames(false, false, 1);
