@@ -56,8 +56,12 @@ ParsedOptions parseOptions(const QStringList& arguments) {
     const QCommandLineOption diagnose(
         QStringLiteral("diagnose"),
         text("Tells what the recorder finds on this machine, and what to do about it."));
+    const QCommandLineOption recover(
+        QStringLiteral("recover"),
+        text("Makes a complete movie of each recording that was cut off: --recover FILE..."),
+        QStringLiteral("FILE"));
     parser.addOptions({help, version, virtualDeck, headless, controlPort, record, to, remote,
-                       discover, checkPlayout, diagnose});
+                       discover, checkPlayout, diagnose, recover});
     // The words of a remote command may look like anything: --remote ends the options.
     QStringList own = arguments;
     QStringList words;
@@ -75,7 +79,7 @@ ParsedOptions parseOptions(const QStringList& arguments) {
     if (parser.isSet(version)) {
         return {std::nullopt, QStringLiteral("Takebox DV " TAKEBOX_VERSION "\n"), 0};
     }
-    if (!parser.positionalArguments().isEmpty()) {
+    if (!parser.positionalArguments().isEmpty() && !parser.isSet(recover)) {
         return usageError(
             text("what is \"%1\"? See --help.").arg(parser.positionalArguments().first()));
     }
@@ -85,6 +89,9 @@ ParsedOptions parseOptions(const QStringList& arguments) {
     options.diagnose = parser.isSet(diagnose);
     options.discover = parser.isSet(discover);
     options.checkPlayoutAddress = parser.value(checkPlayout);
+    if (parser.isSet(recover)) {
+        options.recoverPaths = parser.values(recover) + parser.positionalArguments();
+    }
     if (parser.isSet(remote)) {
         if (words.isEmpty()) {
             return usageError(text("--remote needs a command after the host."));

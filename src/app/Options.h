@@ -24,6 +24,7 @@ struct Options {
     bool discover = false;
     QStringList remoteCommand;  ///< host, then the words of the command
     QString checkPlayoutAddress;
+    QStringList recoverPaths;
 };
 
 /// The result of reading a command line: options, or a text to print and the status to end with.

@@ -27,6 +27,8 @@ void TerminationSignals::block() {
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
     // A viewer or a pipe that has gone is an error of the write, not the end of a recording.
     static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
+    // So is a file that may not grow any more.
+    static_cast<void>(std::signal(SIGXFSZ, SIG_IGN));
 }
 
 TerminationSignals::TerminationSignals(std::function<void(int)> terminate)

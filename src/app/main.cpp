@@ -9,6 +9,7 @@
 #include "app/HeadlessInterface.h"
 #include "app/Options.h"
 #include "app/RecordRun.h"
+#include "app/RecoverFiles.h"
 #include "app/SingleInstance.h"
 #include "app/TerminationSignals.h"
 #include "app/desktop/DesktopInterface.h"
@@ -101,6 +102,9 @@ int runTool(int argc, char** argv, const Options& options) {
     if (options.discover) {
         return runDiscover();
     }
+    if (!options.recoverPaths.isEmpty()) {
+        return runRecover(options.recoverPaths);
+    }
     if (!options.checkPlayoutAddress.isEmpty()) {
         return runCheckPlayout(options.checkPlayoutAddress);
     }
@@ -109,7 +113,7 @@ int runTool(int argc, char** argv, const Options& options) {
 
 bool isTool(const Options& options) {
     return options.discover || options.diagnose || !options.remoteCommand.isEmpty() ||
-           !options.checkPlayoutAddress.isEmpty();
+           !options.checkPlayoutAddress.isEmpty() || !options.recoverPaths.isEmpty();
 }
 
 int run(int argc, char** argv) {

@@ -12,6 +12,7 @@
 #include <limits>
 
 #include "platform/log/Log.h"
+#include "platform/movietoolbox/ByteSource.h"
 #include "storage/WriterThreads.h"
 
 namespace takebox {
@@ -84,6 +85,7 @@ std::int32_t BufferedFile::openForWriting(bool erase) {
         mOpenError = errno;
         return -1;
     }
+    movietoolbox::markAsBeingRecorded(descriptor);
     mOpenError = 0;
     _fileRef = descriptor;
     mSizeAtOpen = sizeOf(descriptor);

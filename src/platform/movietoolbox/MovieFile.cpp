@@ -10,6 +10,8 @@
 #include <limits>
 #include <utility>
 
+#include "platform/movietoolbox/ByteSource.h"
+
 namespace takebox::movietoolbox {
 namespace {
 
@@ -147,6 +149,9 @@ std::unique_ptr<MovieFile> createMovieFile(const std::string& path, StorageMode 
     if (descriptor.get() < 0) {
         error = errno;
         return nullptr;
+    }
+    if (mode == StorageMode::kGrowing) {
+        markAsBeingRecorded(descriptor.get());
     }
     error = 0;
     return std::make_unique<DiskFile>(std::move(descriptor), written, path);

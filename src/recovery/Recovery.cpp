@@ -1,0 +1,123 @@
+#include "recovery/Recovery.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QObject>
+#include <array>
+#include <cerrno>
+#include <cstring>
+
+#include "recovery/RecoverySteps.h"
+
+namespace takebox {
+
+using namespace movietoolbox;
+using Kind = RecoveryOutcome::Kind;
+
+namespace {
+
+// Less than this is a movie that was cut off before its first frame.
+constexpr std::uint64_t kMediaDataOffset = 36;
+
+bool isSelfContained(const MovieContents& contents) {
+    return contents.hasMovie && contents.track(fourCC("vide")) != nullptr &&
+           contents.track(fourCC("vide"))->target.empty();
+}
+
+bool isReference(const MovieContents& contents) {
+    const TrackContents* const pictures = contents.track(fourCC("vide"));
+    return contents.hasMovie && pictures != nullptr && !pictures->target.empty();
+}
+
+/// Whether every sample of a self-contained movie lies in the file.
+bool isComplete(const MovieContents& contents, std::uint64_t fileSize) {
+    for (const TrackContents& track : contents.tracks) {
+        if (track.endOfSamples > fileSize) {
+            return false;
+        }
+    }
+    return isSelfContained(contents);
+}
+
+}  // namespace
+
+RecoveryOutcome outcome(Kind kind, const QString& message) {
+    RecoveryOutcome result;
+    result.kind = kind;
+    result.message = message;
+    return result;
+}
+
+RecoveryOutcome unreadable(const QString& path, int error) {
+    return outcome(
+        Kind::kUnreadable,
+        QObject::tr("%1 cannot be read: %2").arg(path, QString::fromLocal8Bit(strerror(error))));
+}
+
+RecoveryOutcome cannotWrite(int error) {
+    if (error == ENOSPC || error == EDQUOT) {
+        return outcome(Kind::kNoRoom,
+                       QObject::tr("the disk is full; make room and try again. The original is "
+                                   "as it was"));
+    }
+    return outcome(Kind::kFailed,
+                   QObject::tr("the new movie cannot be written: %1. The original is as it was")
+                       .arg(QString::fromLocal8Bit(strerror(error))));
+}
+
+std::string pathOnDisk(const QString& path) {
+    return QFile::encodeName(path).toStdString();
+}
+
+std::optional<TimeCodeRecord> startTimeCodeOf(const ByteSource& file,
+                                              const MovieContents& contents) {
+    const TrackContents* const timeCode = contents.track(fourCC("tmcd"));
+    std::array<std::byte, 4> number{};
+    if (timeCode == nullptr || timeCode->samples == 0 || timeCode->timeScale < 100 ||
+        file.readAt(timeCode->firstSample, number) != 0) {
+        return std::nullopt;
+    }
+    std::uint32_t frame = 0;
+    for (const std::byte byte : number) {
+        frame = frame << 8U | std::to_integer<std::uint32_t>(byte);
+    }
+    const std::uint32_t rate = (timeCode->timeScale + 50) / 100;
+    const std::uint32_t seconds = frame / rate;
+    return TimeCodeRecord{static_cast<std::uint8_t>(seconds / 3600 % 24),
+                          static_cast<std::uint8_t>(seconds / 60 % 60),
+                          static_cast<std::uint8_t>(seconds % 60),
+                          static_cast<std::uint8_t>(frame % rate)};
+}
+
+RecoveryOutcome recoverFile(const QString& path, const RecordingFacts& facts,
+                            const RecoveryProgress& progress) {
+    OpenedMovie movie;
+    movie.path = QFileInfo(path).absoluteFilePath();
+    int error = 0;
+    const auto file = FileBytes::open(pathOnDisk(movie.path), error);
+    if (!file) {
+        return unreadable(path, error);
+    }
+    movie.file = file.get();
+    if (file->isBeingRecorded()) {
+        return outcome(Kind::kBeingRecorded,
+                       QObject::tr("%1 is being recorded; stop the recording first").arg(path));
+    }
+    if (error = readMovie(*file, movie.contents); error != 0) {
+        return unreadable(path, error);
+    }
+    if (isReference(movie.contents)) {
+        return fitReferenceMovie(movie);
+    }
+    if (isComplete(movie.contents, file->size())) {
+        return outcome(Kind::kNothingToDo,
+                       QObject::tr("%1 is complete; there is nothing to do").arg(path));
+    }
+    const bool isCutOff = movie.contents.isMovieFile || file->size() < kMediaDataOffset;
+    if (!isCutOff || QFileInfo(movie.path).suffix() == QLatin1String("ref")) {
+        return outcome(Kind::kNotAMovie, QObject::tr("%1 is no movie of this program").arg(path));
+    }
+    return recoverCutOffMovie(movie, facts, progress);
+}
+
+}  // namespace takebox

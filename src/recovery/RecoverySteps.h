@@ -1,0 +1,37 @@
+#pragma once
+
+#include <QString>
+#include <optional>
+
+#include "platform/movietoolbox/MovieReader.h"
+#include "recovery/Recovery.h"
+
+// What the two kinds of recovery share. Internal to this folder.
+namespace takebox {
+
+/// A file that has been opened and looked at.
+struct OpenedMovie {
+    QString path;
+    const movietoolbox::FileBytes* file = nullptr;
+    movietoolbox::MovieContents contents;
+};
+
+/// The self-contained movie that was cut off.
+[[nodiscard]] RecoveryOutcome recoverCutOffMovie(const OpenedMovie& movie,
+                                                 const RecordingFacts& facts,
+                                                 const RecoveryProgress& progress);
+/// The reference movie, to the length of its raw files.
+[[nodiscard]] RecoveryOutcome fitReferenceMovie(const OpenedMovie& movie);
+
+[[nodiscard]] RecoveryOutcome outcome(RecoveryOutcome::Kind kind, const QString& message);
+/// For an errno value that stopped the reading (of `path`) or the writing of the result.
+[[nodiscard]] RecoveryOutcome unreadable(const QString& path, int error);
+[[nodiscard]] RecoveryOutcome cannotWrite(int error);
+
+/// What the time code track of a movie says of the first frame; nothing without such a track.
+[[nodiscard]] std::optional<TimeCodeRecord> startTimeCodeOf(
+    const movietoolbox::ByteSource& file, const movietoolbox::MovieContents& contents);
+
+[[nodiscard]] std::string pathOnDisk(const QString& path);
+
+}  // namespace takebox
