@@ -27,8 +27,8 @@ class FireWire(RecordingTest):
         self.addCleanup(bench.__exit__)
         return bench
 
-    def start_on(self, bench, *arguments):
-        return self.start(*arguments, environment=bench.environment)
+    def start_on(self, bench, *arguments, **options):
+        return self.start(*arguments, environment=bench.environment, **options)
 
     def start_with_decks(self, *keys, **preferences):
         """The program with a PAL and an NTSC deck on one card."""
@@ -116,6 +116,17 @@ class FireWire(RecordingTest):
         for number in (0, 1):
             files = self.take("Pal", number)
             self.check_source(files, PAL_FRAME, self.pal_tape, self.check_take(files, PAL_FRAME))
+
+    def test_the_windows_stay_when_the_only_deck_is_pulled_out(self):
+        bench = self.bench(f"card 0\ndeck {PAL_DECK:016x} source={self.pal_tape}\n")
+        program = self.start_on(bench, headless=False)
+        for _ in range(2):
+            wait_until(lambda: program.ask("COUNT") == "1", "the deck")
+            self.wait_for_signal(program, 1)
+            bench.command(f"unplug {PAL_DECK:016x}")
+            wait_until(lambda: program.ask("COUNT") == "INCORRECT INDEX", "the deck to go")
+            bench.command(f"plug {PAL_DECK:016x}")
+        self.end_well(program)
 
     def test_only_the_frames_that_lost_packets_are_lost(self):
         bench = self.bench(

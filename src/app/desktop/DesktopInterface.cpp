@@ -17,6 +17,7 @@
 #include "display/widgets/Icons.h"
 #include "display/widgets/Resources.h"
 #include "display/widgets/Theme.h"
+#include "platform/log/Log.h"
 #include "recording/window/NoDeviceWindow.h"
 #include "recording/window/TapedeckWindow.h"
 #include "scheduling/ScheduleOverview.h"
@@ -30,6 +31,14 @@ bool isRecordingAnywhere() {
            std::ranges::any_of(gDVDevicesController->devices(), [](const auto& entry) {
                return entry->device() && entry->device()->isRecording();
            });
+}
+
+bool isAnyRecordingToCome() {
+    return gSchedulingEvents &&
+           std::ranges::any_of(*gSchedulingEvents,
+                               [now = Clock::system().localNow()](const auto& event) {
+                                   return nextOccurrence(*event, now).has_value();
+                               });
 }
 
 // Alerts do not block: the event loop, and with it every recording, goes on below them.
@@ -52,9 +61,20 @@ DesktopInterface::DesktopInterface() {
     followDesktopTheme();
     QApplication::setQuitOnLastWindowClosed(false);
     connect(qApp, &QGuiApplication::lastWindowClosed, this, &DesktopInterface::lastWindowClosed);
+    qApp->installEventFilter(this);
 }
 
 DesktopInterface::~DesktopInterface() = default;
+
+bool DesktopInterface::eventFilter(QObject* watched, QEvent* event) {
+    if (event->type() == QEvent::Close && watched->isWidgetType() &&
+        !watched->inherits("QMessageBox")) {
+        mIsUserClosing = true;
+        QMetaObject::invokeMethod(
+            this, [this] { mIsUserClosing = false; }, Qt::QueuedConnection);
+    }
+    return QObject::eventFilter(watched, event);
+}
 
 void DesktopInterface::setApplication(CTapedeckApplication* application) {
     mApplication = application;
@@ -203,10 +223,18 @@ void DesktopInterface::fillDockMenu(QMenu& menu) {
 }
 
 void DesktopInterface::lastWindowClosed() {
-    // Without a tray icon nobody could bring the windows back.
-    if (mApplication != nullptr && !mTrayMenu->isShown() && !isRecordingAnywhere()) {
-        mApplication->terminate();
+    // Also a window that goes with its device was the last one, and an alert that was answered.
+    // Where a tray icon is shown, the windows can be brought back.
+    if (mApplication == nullptr || !mIsUserClosing || mTrayMenu->isShown()) {
+        return;
     }
+    if (isRecordingAnywhere() || isAnyRecordingToCome()) {
+        logMessage(
+            "The windows are closed, but the program runs on: a deck records or recordings "
+            "are scheduled. Start it again to see the windows.");
+        return;
+    }
+    mApplication->terminate();
 }
 
 }  // namespace takebox

@@ -47,11 +47,16 @@ public:
     void fillDockMenu(QMenu& menu) override;
     [[nodiscard]] QString scheduleOfDevice(std::uint64_t guid) const override;
 
+protected:
+    /// Notices when somebody closes a window, as opposed to one that goes with its device.
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
 private:
     void showWhetherThereIsADevice();
     void lastWindowClosed();
 
     CTapedeckApplication* mApplication = nullptr;
+    bool mIsUserClosing = false;  // until the event loop has the word again
     std::unique_ptr<CSchedulingWindowController> mSchedulingController;
     std::unique_ptr<TrayMenu> mTrayMenu;
     std::unique_ptr<NoDeviceWindow> mNoDeviceWindow;

@@ -10,11 +10,15 @@
 #include <QScreen>
 #include <QSystemTrayIcon>
 #include <QTemporaryDir>
+#include <QTimer>
+#include <functional>
 
 #include "app/CTapedeckApplication.h"
 #include "platform/defaults/Defaults.h"
 #include "recording/CDVDeviceWindowController.h"
+#include "scheduling/SchedulingEvents.h"
 #include "storage/WriterThreads.h"
+#include "support/LogCapture.h"
 #include "support/WaitUntil.h"
 
 namespace takebox {
@@ -63,6 +67,19 @@ struct DesktopInterfaceTest : ::testing::Test {
         deck->setReferenceMovieDuration(1);
         deck->recordButtonPushed();
         ASSERT_TRUE(deck->device()->isRecording());
+    }
+    static constexpr int kStillRunning = 42;
+    /// What the program ends with when something happens in its event loop.
+    static int statusAfter(const std::function<void()>& action) {
+        QObject context;
+        QTimer::singleShot(0, &context, [&] {
+            action();
+            // In the turn after the next one all that the action has set off is done.
+            QTimer::singleShot(0, &context, [&context] {
+                QTimer::singleShot(0, &context, [] { QCoreApplication::exit(kStillRunning); });
+            });
+        });
+        return QCoreApplication::exec();
     }
     static QMessageBox* alert() {
         const auto alerts = visibleWindows("QMessageBox");
@@ -173,6 +190,51 @@ TEST_F(DesktopInterfaceTest, keepsItsPanels) {
     EXPECT_EQ(visibleWindows("takebox::AboutPanel").size(), 1U);
     interface.orderFrontStandardAboutPanel();
     EXPECT_EQ(visibleWindows("takebox::AboutPanel").size(), 1U);
+}
+
+TEST_F(DesktopInterfaceTest, endsWhenTheUserClosesTheLastWindow) {
+    launch({QStringLiteral("pal"), QStringLiteral("ntsc")});
+    EXPECT_EQ(statusAfter([] { visibleWindows("takebox::TapedeckWindow").front()->close(); }),
+              kStillRunning);
+    EXPECT_EQ(statusAfter([] { visibleWindows("takebox::TapedeckWindow").front()->close(); }), 0);
+}
+
+TEST_F(DesktopInterfaceTest, runsOnWithoutAWindowWhileRecordingsAreScheduled) {
+    launch({QStringLiteral("pal")});
+    const auto event = std::make_shared<CRecordingEvent>();
+    event->setDate(QDate::currentDate().addDays(2));
+    event->setStartTime(3600);
+    event->setDuration(60);
+    gSchedulingEvents->push_back(event);
+    test::LogCapture log;
+    const auto closeWindow = [] { visibleWindows("takebox::TapedeckWindow").front()->close(); };
+    EXPECT_EQ(statusAfter(closeWindow), kStillRunning);
+    EXPECT_TRUE(log.containsText("the program runs on"));
+    event->setDate(QDate::currentDate().addDays(-2));
+    interface.activate();
+    EXPECT_EQ(statusAfter(closeWindow), 0);
+}
+
+TEST_F(DesktopInterfaceTest, runsOnWhenAWindowGoesWithItsDeck) {
+    launch({QStringLiteral("pal")});
+    EXPECT_EQ(statusAfter([] { gDVDevicesController.reset(); }), kStillRunning);
+}
+
+TEST_F(DesktopInterfaceTest, runsOnWhenAnAlertIsAnsweredWithoutAnyOtherWindow) {
+    launch({QStringLiteral("pal")});
+    startRecording();
+    visibleWindows("takebox::TapedeckWindow").front()->close();
+    CTapedeckApplication::controllerAtIndex(0)->stopButtonPushed();
+    for (const bool isButton : {true, false}) {
+        interface.showCriticalAlert(QStringLiteral("No room!"), QStringLiteral("Make room."));
+        ASSERT_NE(alert(), nullptr);
+        EXPECT_EQ(statusAfter([isButton] {
+                      isButton ? alert()->button(QMessageBox::Ok)->click()
+                               : static_cast<void>(alert()->close());
+                  }),
+                  kStillRunning);
+        EXPECT_TRUE(test::waitUntil([] { return alert() == nullptr; }));
+    }
 }
 
 }  // namespace
