@@ -74,7 +74,11 @@ ParsedOptions parseOptions(const QStringList& arguments) {
         return usageError(parser.errorText());
     }
     if (parser.isSet(help)) {
-        return {std::nullopt, parser.helpText(), 0};
+        // The parser knows a program's name only while there is an application.
+        return {std::nullopt,
+                parser.helpText().replace(QStringLiteral("<executable_name>"),
+                                          QStringLiteral("takebox")),
+                0};
     }
     if (parser.isSet(version)) {
         return {std::nullopt, QStringLiteral("Takebox DV " TAKEBOX_VERSION "\n"), 0};

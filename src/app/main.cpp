@@ -87,6 +87,8 @@ int runDesktop(int argc, char** argv, const Options& options) {
     }
     const QApplication application(argc, argv);
     nameApplication();
+    // Desktops find name, icon and actions of the windows by it.
+    QGuiApplication::setDesktopFileName(QStringLiteral("com.marvanemedia.TakeboxDV"));
     const LogPump logPump;
     DesktopInterface interface;
     return runRecorder(options, interface);

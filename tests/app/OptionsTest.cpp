@@ -93,6 +93,7 @@ TEST(Options, helpAndVersionArePrintedWithSuccess) {
     const ParsedOptions help = parse({u"--help"_s});
     EXPECT_FALSE(help.options);
     EXPECT_EQ(help.exitStatus, 0);
+    EXPECT_TRUE(help.text.startsWith(u"Usage: takebox [options]\n"_s)) << help.text.toStdString();
     for (const auto& option : {u"--virtual-deck"_s, u"--headless"_s, u"--control-port"_s,
                                u"--record"_s, u"--to"_s, u"--remote"_s, u"--discover"_s}) {
         EXPECT_TRUE(help.text.contains(option)) << option.toStdString();

@@ -1,0 +1,47 @@
+# bash completion for takebox
+
+_takebox()
+{
+    local cur prev words cword
+    _init_completion -n : || return
+
+    local remote_commands='version count help guid audio1 audio2 audio3 audio4 status frame elapsed
+        droppedframes remain timecode devicename record stop rawcapturepath setrawcapturepath
+        moviecapturepath setmoviecapturepath recname setrecname refmoviepath setrefmoviepath
+        duration setduration auto setauto createselfmovie setcreateselfmovie createrefmovie
+        setcreaterefmovie'
+
+    local i
+    for ((i = 1; i < cword; i++)); do
+        [[ ${words[i]} == --remote ]] || continue
+        # The words behind the host are the command, and only its first one is known here.
+        if ((cword == i + 1)); then
+            _known_hosts_real -- "$cur"
+        elif ((cword == i + 2)); then
+            COMPREPLY=($(compgen -W "$remote_commands" -- "$cur"))
+        fi
+        return
+    done
+
+    case $prev in
+        --to)
+            _filedir -d
+            return
+            ;;
+        --virtual-deck)
+            COMPREPLY=($(compgen -W 'ntsc pal' -- "$cur"))
+            _filedir
+            return
+            ;;
+        --check-playout)
+            _known_hosts_real -- "$cur"
+            return
+            ;;
+        --control-port | --record)
+            return
+            ;;
+    esac
+    COMPREPLY=($(compgen -W '--help --version --virtual-deck --headless --control-port --record
+        --to --remote --discover --check-playout --diagnose' -- "$cur"))
+} &&
+    complete -F _takebox takebox
