@@ -25,6 +25,12 @@ if(TAKEBOX_SANITIZE)
   target_compile_definitions(takebox_options INTERFACE QT_FORCE_ASSERTS TAKEBOX_SANITIZED=1)
 endif()
 
+if(TAKEBOX_COVERAGE)
+  # Threads count, too, so each count is one step.
+  target_compile_options(takebox_options INTERFACE --coverage -fprofile-update=atomic -O0)
+  target_link_options(takebox_options INTERFACE --coverage)
+endif()
+
 # takebox_module(NAME SOURCES ... USES ... LINKS ...)
 # USES: modules whose headers ours includes; LINKS: libraries that only our sources see.
 function(takebox_module name)

@@ -959,16 +959,16 @@
         <translation>Vorgegebener Timecode</translation>
     </message>
     <message>
-        <source>So&amp;und as two mono tracks</source>
-        <translation>To&amp;n als zwei Monospuren</translation>
+        <source>So&amp;und channels as mono</source>
+        <translation>To&amp;nkanäle als Mono</translation>
     </message>
     <message>
-        <source>Left and right as a track each instead of one stereo track</source>
-        <translation>Links und rechts als eigene Spuren statt einer Stereospur</translation>
+        <source>Movies call both channels mono, instead of left and right</source>
+        <translation>Filme bezeichnen beide Kanäle als Mono statt als links und rechts</translation>
     </message>
     <message>
-        <source>Two mono tracks</source>
-        <translation>Zwei Monospuren</translation>
+        <source>Sound channels as mono</source>
+        <translation>Tonkanäle als Mono</translation>
     </message>
 </context>
 <context>

@@ -1,15 +1,15 @@
 """The life of the Debian package on a system with nothing on it: it is installed and records, is
 replaced while it records, passes the tests of the whole program, and goes without a trace.
 
-Needs the packages in OLD_PACKAGE (of OLD_VERSION) and NEW_PACKAGE and a folder in ROOTS; `tools/test-package` gives
-them."""
+Needs the packages in OLD_PACKAGE (of OLD_VERSION) and NEW_PACKAGE and a folder in ROOTS;
+`tools/test-package` gives them."""
 
 import os
 import pathlib
 import plistlib
 import re
-import signal
 import shutil
+import signal
 import subprocess
 import sys
 import unittest
