@@ -21,7 +21,7 @@ sys.path.insert(0, str(END_TO_END))
 from takebox import (NTSC_FRAME, PAL_FRAME, deck, deck_key, deck_settings,  # noqa: E402
                      size_of, video_packets, wait_until, write_preferences)
 
-HOME = "/home/operator"
+HOME = "/home/camera"
 START_SECOND_DECK = """
 local deck = takebox.decks[2]
 if not deck.recording then deck:start() end
@@ -33,10 +33,10 @@ class Package(unittest.TestCase):
         self.root = CleanRoot(os.environ["ROOTS"], "package")
         self.addCleanup(self.root.remove)
         self.root.apt_get("update")
-        self.root.run("useradd", "--create-home", "--home-dir", HOME, "operator")
+        self.root.run("useradd", "--create-home", "--home-dir", HOME, "camera")
 
-    def as_operator(self, *words):
-        return self.root.run(*words, user="operator", home=HOME)
+    def as_camera(self, *words):
+        return self.root.run(*words, user="camera", home=HOME)
 
     def install(self, package):
         copy = self.root.inside("/root/" + os.path.basename(package))
@@ -55,7 +55,7 @@ class Package(unittest.TestCase):
         self.remove(before)
 
     def record_once(self):
-        told = self.as_operator("takebox", "--virtual-deck", "ntsc,name=A", "--virtual-deck",
+        told = self.as_camera("takebox", "--virtual-deck", "ntsc,name=A", "--virtual-deck",
                                 "pal,name=B", "--record", "2", "--to", HOME + "/once")
         self.assertEqual(told.count("nothing lost"), 2, told)
         movies = list(pathlib.Path(self.root.inside(HOME + "/once")).glob("*.mov"))
@@ -64,7 +64,7 @@ class Package(unittest.TestCase):
             self.assertGreaterEqual(len(video_packets(movie)), 50, movie)
 
     def start_recorder(self):
-        """A recorder of the operator's; when its first deck records, its script starts the second.
+        """A recorder of the user's; when its first deck records, its script starts the second.
         """
         takes = HOME + "/takes"
         home = self.root.inside(HOME)
@@ -76,12 +76,12 @@ class Package(unittest.TestCase):
         script.parent.mkdir(parents=True)
         script.write_text(START_SECOND_DECK, encoding="ascii")
         os.mkdir(self.root.inside(takes))
-        self.root.run("chown", "-R", "operator:operator", HOME)
+        self.root.run("chown", "-R", "camera:camera", HOME)
         log = self.root.inside(HOME + "/log")
         with open(log, "wb") as output:
             recorder = subprocess.Popen(
                 self.root.command("takebox", "--headless", "--control-port", "0", deck("pal", 1),
-                                  deck("ntsc", 2), user="operator", home=HOME),
+                                  deck("ntsc", 2), user="camera", home=HOME),
                 stdin=subprocess.DEVNULL, stdout=output, stderr=output)
         self.addCleanup(recorder.kill)
 
@@ -94,7 +94,7 @@ class Package(unittest.TestCase):
         return recorder
 
     def ask(self, *words):
-        return self.as_operator("takebox", "--remote", self.address, *words).strip()
+        return self.as_camera("takebox", "--remote", self.address, *words).strip()
 
     def take(self, name):
         return self.root.inside(f"{HOME}/takes/{name}/{name}.dv")
@@ -134,18 +134,21 @@ class Package(unittest.TestCase):
     def remove(self, before):
         mine = self.files(HOME)
         self.root.apt_get("purge", "takebox")
-        left = {path for path in self.files() - before if "takebox" in path.lower()}
-        # apt keeps what it was given; the rest is the operator's.
+        left = {path for path in self.files() - before
+                if "takebox" in path[len(self.root.path):].lower()}
+        # apt keeps what it was given; the rest is the user's.
         self.assertEqual(left, set())
         self.assertEqual(self.files(HOME), mine)
         self.root.apt_get("autoremove", "--purge")
 
-    def files(self, below=""):
-        """Files of the system or of a folder; of the system without those of its user."""
-        found = subprocess.run(
-            ["find", self.root.inside(below or "/"), "-xdev", "-not", "-type", "d", "-printf",
-             "%P\\n"], capture_output=True, text=True, check=True).stdout.splitlines()
-        return {path for path in found if below or not path.startswith(("home/", "root/"))}
+    def files(self, below="/", without=("home", "root", "tmp", "proc")):
+        """Files of the system or of a folder."""
+        found = set()
+        for folder, folders, names in os.walk(self.root.inside(below)):
+            if folder == self.root.inside("/"):
+                folders[:] = [name for name in folders if name not in without]
+            found.update(os.path.join(folder, name) for name in names)
+        return found
 
 
 if __name__ == "__main__":
