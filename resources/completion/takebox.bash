@@ -37,11 +37,15 @@ _takebox()
             _known_hosts_real -- "$cur"
             return
             ;;
+        --recover)
+            _filedir '@(mov|ref)'
+            return
+            ;;
         --control-port | --record)
             return
             ;;
     esac
     COMPREPLY=($(compgen -W '--help --version --virtual-deck --headless --control-port --record
-        --to --remote --discover --check-playout --diagnose' -- "$cur"))
+        --to --remote --discover --check-playout --diagnose --recover' -- "$cur"))
 } &&
     complete -F _takebox takebox

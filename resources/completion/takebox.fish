@@ -10,4 +10,5 @@ complete -c takebox -l to -x -a '(__fish_complete_directories)' -d 'Folder for -
 complete -c takebox -l remote -x -a '(__fish_print_hostnames)' -d 'Send one command to a recorder'
 complete -c takebox -l discover -d 'List the recorders on the network'
 complete -c takebox -l check-playout -x -a '(__fish_print_hostnames)' -d 'Ask a playout system'
+complete -c takebox -l recover -r -F -d 'Make a complete movie of one that was cut off'
 complete -c takebox -l diagnose -d 'Tell what is found on this machine'

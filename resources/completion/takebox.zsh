@@ -12,4 +12,5 @@ _arguments \
     '--remote[send one command to a recorder]:host:_hosts:*:command' \
     '--discover[list the recorders on the network]' \
     '--check-playout[tell whether a playout system answers]:address:_hosts' \
-    '--diagnose[tell what is found on this machine]'
+    '--diagnose[tell what is found on this machine]' \
+    '--recover[make a complete movie of one that was cut off]:movie:_files'

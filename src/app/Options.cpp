@@ -74,11 +74,11 @@ ParsedOptions parseOptions(const QStringList& arguments) {
         return usageError(parser.errorText());
     }
     if (parser.isSet(help)) {
-        // The parser knows a program's name only while there is an application.
-        return {std::nullopt,
-                parser.helpText().replace(QStringLiteral("<executable_name>"),
-                                          QStringLiteral("takebox")),
-                0};
+        // The parser takes the program's name from the application, path and all, if there is one.
+        QString helpText = parser.helpText();
+        helpText.replace(0, helpText.indexOf(QLatin1Char('\n')),
+                         QStringLiteral("Usage: takebox [options]"));
+        return {std::nullopt, helpText, 0};
     }
     if (parser.isSet(version)) {
         return {std::nullopt, QStringLiteral("Takebox DV " TAKEBOX_VERSION "\n"), 0};

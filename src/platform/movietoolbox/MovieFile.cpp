@@ -139,13 +139,17 @@ std::unique_ptr<MovieFile> createMovieFile(const std::string& path, StorageMode 
         return nullptr;
     }
     const std::string written = mode == StorageMode::kGrowing ? path : temporaryPathBeside(path);
-    if (::unlink(written.c_str()) != 0 && errno != ENOENT) {
+    // An empty file holds the name for this movie: taken away, another one could get it.
+    const bool isReserved =
+        mode == StorageMode::kGrowing && S_ISREG(existing.st_mode) && existing.st_size == 0;
+    if (!isReserved && ::unlink(written.c_str()) != 0 && errno != ENOENT) {
         error = errno;
         return nullptr;
     }
     constexpr mode_t kPermissions = 0666;  // less the process's mask
-    Descriptor descriptor(
-        ::open(written.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, kPermissions));
+    Descriptor descriptor(::open(written.c_str(),
+                                 O_RDWR | O_CREAT | O_CLOEXEC | (isReserved ? O_TRUNC : O_EXCL),
+                                 kPermissions));
     if (descriptor.get() < 0) {
         error = errno;
         return nullptr;
