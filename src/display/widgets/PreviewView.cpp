@@ -9,7 +9,10 @@ constexpr int kShade = 170;  // of 255, over a picture that is no longer live
 
 }  // namespace
 
-PreviewView::PreviewView(QWidget* parent) : QWidget(parent) {}
+PreviewView::PreviewView(QWidget* parent) : QWidget(parent) {
+    // Nothing below it needs to be painted for each picture.
+    setAttribute(Qt::WA_OpaquePaintEvent);
+}
 
 void PreviewView::setImage(const QImage& image) {
     mImage = image;
@@ -33,6 +36,7 @@ QRectF PreviewView::imageRect() const {
 
 void PreviewView::paintEvent(QPaintEvent* /*event*/) {
     QPainter painter(this);
+    painter.fillRect(rect(), Qt::black);
     if (!mImage.isNull()) {
         painter.setRenderHint(QPainter::SmoothPixmapTransform);
         painter.drawImage(imageRect(), mImage);

@@ -4,9 +4,11 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <map>
 #include <memory>
 #include <unordered_map>
 #include <utility>
+#include <vector>
 
 namespace takebox {
 namespace {
@@ -22,18 +24,36 @@ public:
     }
 
     Timer callLater(double seconds, Action action) override {
-        return start(seconds, true, std::move(action));
+        const Timer id = ++mLastTimer;
+        startStep(id, seconds, std::move(action));
+        return id;
     }
 
     Timer callEvery(double seconds, Action action) override {
-        return start(seconds, false, std::move(action));
+        const Timer id = ++mLastTimer;
+        const int interval = milliseconds(std::min(seconds, kLongestStep));
+        Beat& beat = mBeats[interval];
+        if (!beat.timer) {
+            beat.timer = makeTimer(interval);
+            QObject::connect(beat.timer.get(), &QTimer::timeout,
+                             [this, interval] { runBeat(interval); });
+            beat.timer->start();
+        }
+        beat.actions.emplace(id, std::move(action));
+        return id;
     }
 
     void cancel(Timer timer) override {
+        for (auto& [interval, beat] : mBeats) {
+            if (beat.actions.erase(timer) != 0) {
+                if (beat.actions.empty()) {
+                    end(std::move(beat.timer));
+                }
+                return;
+            }
+        }
         if (const auto found = mTimers.find(timer); found != mTimers.end()) {
-            // The timer may be the one whose action is running.
-            found->second->stop();
-            found->second.release()->deleteLater();
+            end(std::move(found->second));
             mTimers.erase(found);
         }
     }
@@ -42,29 +62,57 @@ private:
     // Qt's timers count milliseconds in an int; a longer wait is taken in steps.
     static constexpr double kLongestStep = 1.0e6;
 
-    Timer start(double seconds, bool once, Action action) {
-        const Timer id = ++mLastTimer;
-        startStep(id, seconds, once, std::move(action));
-        return id;
+    // Actions of the same interval run together: the process wakes up once for all decks.
+    struct Beat {
+        std::unique_ptr<QTimer> timer;  // none without actions
+        std::map<Timer, Action> actions;
+    };
+
+    static int milliseconds(double seconds) {
+        return static_cast<int>(std::lround(std::max(seconds, 0.0) * 1000.0));
     }
 
-    void startStep(Timer id, double seconds, bool once, Action action) {
+    static std::unique_ptr<QTimer> makeTimer(int interval) {
         auto timer = std::make_unique<QTimer>();
         timer->setTimerType(Qt::PreciseTimer);
-        timer->setSingleShot(once);
+        timer->setInterval(interval);
+        return timer;
+    }
+
+    // The timer may be the one whose action is running.
+    static void end(std::unique_ptr<QTimer> timer) {
+        timer->stop();
+        timer.release()->deleteLater();
+    }
+
+    void runBeat(int interval) {
+        std::vector<Timer> due;
+        for (const auto& [id, action] : mBeats[interval].actions) {
+            due.push_back(id);
+        }
+        for (const Timer id : due) {
+            // An action may cancel itself and others, and begin new ones.
+            const auto& actions = mBeats[interval].actions;
+            if (const auto found = actions.find(id); found != actions.end()) {
+                const Action run = found->second;
+                run();
+            }
+        }
+    }
+
+    void startStep(Timer id, double seconds, Action action) {
         const double step = std::clamp(seconds, 0.0, kLongestStep);
-        timer->setInterval(static_cast<int>(std::lround(step * 1000.0)));
+        auto timer = makeTimer(milliseconds(step));
+        timer->setSingleShot(true);
         QObject::connect(timer.get(), &QTimer::timeout,
-                         [this, id, once, rest = seconds - step, action = std::move(action)] {
-                             // A copy: cancel() inside the action destroys the timer and its slot.
+                         [this, id, rest = seconds - step, action = std::move(action)] {
+                             // Copies: cancel() destroys the timer and its slot.
                              const Action run = action;
-                             if (once) {
-                                 const double left = rest;
-                                 cancel(id);
-                                 if (left > 0) {
-                                     startStep(id, left, true, run);
-                                     return;
-                                 }
+                             const double left = rest;
+                             cancel(id);
+                             if (left > 0) {
+                                 startStep(id, left, run);
+                                 return;
                              }
                              run();
                          });
@@ -73,7 +121,8 @@ private:
     }
 
     Timer mLastTimer = 0;
-    std::unordered_map<Timer, std::unique_ptr<QTimer>> mTimers;
+    std::unordered_map<Timer, std::unique_ptr<QTimer>> mTimers;  // that fire once
+    std::map<int, Beat> mBeats;                                  // by interval in milliseconds
 };
 
 }  // namespace

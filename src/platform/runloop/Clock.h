@@ -26,7 +26,8 @@ public:
     /// Runs the action once, `seconds` from now (not before control returns to the event loop).
     virtual Timer callLater(double seconds, Action action) = 0;
 
-    /// Runs the action every `seconds` until cancelled.
+    /// Runs the action every `seconds` until cancelled. The first time may come sooner: actions of
+    /// the same interval may run together, so that the process wakes up once for all of them.
     virtual Timer callEvery(double seconds, Action action) = 0;
 
     /// Forgets a timer; one that has fired or is 0 is ignored. May be called from an action.
