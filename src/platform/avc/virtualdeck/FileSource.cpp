@@ -21,7 +21,7 @@ namespace {
 constexpr int kFramesChecked = 300;
 
 /// How far ahead of the tape the system is asked to read: about two seconds.
-constexpr off_t kReadAhead = 60 * static_cast<off_t>(kLargestFrameSize);
+constexpr std::uint64_t kReadAhead = 60 * kLargestFrameSize;
 
 QString errnoText(int error) {
     return QString::fromStdString(std::generic_category().message(error));
@@ -135,8 +135,21 @@ std::size_t FileSource::next(FrameBuffer buffer) {
     }
     mLastPosition = mPosition;
     mPosition += length;
-    posix_fadvise(mFile, static_cast<off_t>(mPosition), kReadAhead, POSIX_FADV_WILLNEED);
+    readAhead();
     return length;
+}
+
+void FileSource::readAhead() {
+    // The system looks at every page that it is asked for, so it is not asked again for each frame.
+    const bool isElsewhere = mPosition < mAheadFrom || mPosition > mAheadTo;
+    if (!isElsewhere && mAheadTo - mPosition > kReadAhead / 2) {
+        return;
+    }
+    mAheadFrom = mPosition;
+    const std::uint64_t begin = isElsewhere ? mPosition : mAheadTo;
+    mAheadTo = mPosition + kReadAhead;
+    posix_fadvise(mFile, static_cast<off_t>(begin), static_cast<off_t>(mAheadTo - begin),
+                  POSIX_FADV_WILLNEED);
 }
 
 std::size_t FileSource::again(FrameBuffer buffer) {

@@ -38,6 +38,7 @@ private:
     /// Bytes read, fewer at the end of the file or after an error.
     [[nodiscard]] std::size_t readAt(std::uint64_t position, std::span<std::uint8_t> bytes) const;
     [[nodiscard]] std::size_t readFrame(std::uint64_t position, FrameBuffer buffer) const;
+    void readAhead();
     /// Tells once why the tape ends before the file does.
     void reportRest(std::size_t lengthRead, std::span<const std::uint8_t> bytes);
 
@@ -45,6 +46,9 @@ private:
     std::string mPath;  // UTF-8, for messages
     std::uint64_t mPosition = 0;
     std::uint64_t mLastPosition = 0;  // of the frame that again() repeats
+    // What the system was asked to read before it is needed.
+    std::uint64_t mAheadFrom = 0;
+    std::uint64_t mAheadTo = 0;
     std::uint8_t mDVMode = 0;
     bool mRestReported = false;
 };
