@@ -345,6 +345,102 @@
         <source>%1 frames and %2 bytes of %3: %4</source>
         <translation>%1 Bilder und %2 Bytes von %3: %4</translation>
     </message>
+    <message>
+        <source>all of %1, somebody removed it</source>
+        <translation>alles von %1, jemand hat die Datei entfernt</translation>
+    </message>
+    <message>
+        <source>messages of frames that did not arrive: %1</source>
+        <translation>Meldungen über nicht angekommene Bilder: %1</translation>
+    </message>
+    <message>
+        <source>frames of a wrong size: %1</source>
+        <translation>Bilder falscher Größe: %1</translation>
+    </message>
+    <message>
+        <source>frames missing in the raw files: %1</source>
+        <translation>Bilder, die in den Rohdateien fehlen: %1</translation>
+    </message>
+    <message>
+        <source>frames missing in the self-contained movie: %1</source>
+        <translation>Bilder, die im eigenständigen Film fehlen: %1</translation>
+    </message>
+    <message>
+        <source>frames missing in all files: %1</source>
+        <translation>Bilder, die in allen Dateien fehlen: %1</translation>
+    </message>
+    <message>
+        <source>and %1 more</source>
+        <translation>und %1 weitere</translation>
+    </message>
+    <message>
+        <source>The disk is running full.</source>
+        <translation>Der Datenträger wird voll.</translation>
+    </message>
+    <message>
+        <source>%1: %2 minutes of recording are left. The preset time is %3.</source>
+        <translation>%1: Es bleiben %2 Minuten Aufnahme. Eingestellt sind %3.</translation>
+    </message>
+    <message>
+        <source>the disk has no room for the new movie: it takes %1. The original is as it was</source>
+        <translation>Auf dem Datenträger ist kein Platz für den neuen Film: Er braucht %1. Das Original ist unverändert</translation>
+    </message>
+    <message>
+        <source>the recording</source>
+        <translation>die Aufnahme</translation>
+    </message>
+    <message>
+        <source>cancelled; the original is as it was</source>
+        <translation>abgebrochen; das Original ist unverändert</translation>
+    </message>
+    <message>
+        <source>%1 holds not a single whole frame</source>
+        <translation>%1 enthält kein einziges ganzes Bild</translation>
+    </message>
+    <message>
+        <source>the new movie is not as it was written; the original is as it was</source>
+        <translation>Der neue Film ist nicht so, wie er geschrieben wurde; das Original ist unverändert</translation>
+    </message>
+    <message>
+        <source>%1 recovered: %2 frames (%3 s). The original is kept as %4</source>
+        <translation>%1 wiederhergestellt: %2 Bilder (%3 s). Das Original heißt jetzt %4</translation>
+    </message>
+    <message>
+        <source>%1 cannot be read: %2</source>
+        <translation>%1 kann nicht gelesen werden: %2</translation>
+    </message>
+    <message>
+        <source>the disk is full; make room and try again. The original is as it was</source>
+        <translation>Der Datenträger ist voll; schaffen Sie Platz und versuchen Sie es noch einmal. Das Original ist unverändert</translation>
+    </message>
+    <message>
+        <source>the new movie cannot be written: %1. The original is as it was</source>
+        <translation>Der neue Film kann nicht geschrieben werden: %1. Das Original ist unverändert</translation>
+    </message>
+    <message>
+        <source>%1 is being recorded; stop the recording first</source>
+        <translation>%1 wird gerade aufgenommen; beenden Sie zuerst die Aufnahme</translation>
+    </message>
+    <message>
+        <source>%1 is complete; there is nothing to do</source>
+        <translation>%1 ist vollständig; es ist nichts zu tun</translation>
+    </message>
+    <message>
+        <source>%1 is no movie of this program</source>
+        <translation>%1 ist kein Film dieses Programms</translation>
+    </message>
+    <message>
+        <source>%1 fits its raw files; there is nothing to do</source>
+        <translation>%1 passt zu seinen Rohdateien; es ist nichts zu tun</translation>
+    </message>
+    <message>
+        <source>the raw files of %1 hold not a single whole frame</source>
+        <translation>Die Rohdateien von %1 enthalten kein einziges ganzes Bild</translation>
+    </message>
+    <message>
+        <source>%1 fits its raw files now: %2 frames. The original is kept as %3</source>
+        <translation>%1 passt jetzt zu seinen Rohdateien: %2 Bilder. Das Original heißt jetzt %3</translation>
+    </message>
 </context>
 <context>
     <name>ScheduleOverview</name>
@@ -970,6 +1066,10 @@
         <source>Sound channels as mono</source>
         <translation>Tonkanäle als Mono</translation>
     </message>
+    <message>
+        <source>Lost frames</source>
+        <translation>Verlorene Bilder</translation>
+    </message>
 </context>
 <context>
     <name>takebox::CDVDeviceWindowController</name>
@@ -1177,6 +1277,43 @@ Bitte prüfen Sie die Aufnahme-Einstellungen und versuchen Sie es noch einmal.</
     </message>
 </context>
 <context>
+    <name>takebox::RecoveryOffer</name>
+    <message>
+        <source>Recordings That Were Cut Off</source>
+        <translation>Abgebrochene Aufnahmen</translation>
+    </message>
+    <message>
+        <source>The program ended while it was recording:
+%1
+
+What had reached the disk can be made whole movies. The original files are kept.</source>
+        <translation>Das Programm endete während der Aufnahme:
+%1
+
+Was auf dem Datenträger angekommen ist, kann zu vollständigen Filmen gemacht werden. Die Originaldateien bleiben erhalten.</translation>
+    </message>
+    <message>
+        <source>&amp;Recover</source>
+        <translation>&amp;Wiederherstellen</translation>
+    </message>
+    <message>
+        <source>&amp;Do Not Ask Again</source>
+        <translation>&amp;Nicht mehr fragen</translation>
+    </message>
+    <message>
+        <source>&amp;Not Now</source>
+        <translation>&amp;Jetzt nicht</translation>
+    </message>
+    <message>
+        <source>&amp;Cancel</source>
+        <translation>&amp;Abbrechen</translation>
+    </message>
+    <message>
+        <source>&amp;Close</source>
+        <translation type="unfinished">S&amp;chließen</translation>
+    </message>
+</context>
+<context>
     <name>takebox::ScheduledEventsModel</name>
     <message>
         <source>Both movies</source>
@@ -1316,6 +1453,22 @@ Bitte prüfen Sie die Aufnahme-Einstellungen und versuchen Sie es noch einmal.</
     <message>
         <source>The deck cannot be opened. Check its cable and power, and whether another program uses it.</source>
         <translation>Das Gerät lässt sich nicht öffnen. Prüfen Sie Kabel und Strom, und ob ein anderes Programm es benutzt.</translation>
+    </message>
+    <message>
+        <source>%1 frames lost</source>
+        <translation>%1 Bilder verloren</translation>
+    </message>
+    <message>
+        <source>%1 frames lost, %2 problems on the way from the deck</source>
+        <translation>%1 Bilder verloren, %2 Störungen auf dem Weg vom Deck</translation>
+    </message>
+    <message>
+        <source>Frames that the recording lacks</source>
+        <translation>Bilder, die der Aufnahme fehlen</translation>
+    </message>
+    <message>
+        <source>What the recording lacks, by its time code:</source>
+        <translation>Was der Aufnahme fehlt, nach Timecode:</translation>
     </message>
 </context>
 </TS>

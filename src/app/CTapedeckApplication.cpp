@@ -17,6 +17,8 @@
 #include "platform/defaults/Defaults.h"
 #include "platform/log/Log.h"
 #include "recording/CDVDeviceWindowController.h"
+#include "recording/RecordingJournal.h"
+#include "recovery/OpenRecordings.h"
 #include "remote/PlayoutSwitch.h"
 #include "remote/RemoteCommands.h"
 #include "remote/TCPServer.h"
@@ -45,6 +47,7 @@ void CTapedeckApplication::initialize() {
 CTapedeckApplication::CTapedeckApplication(Options options, UserInterface& interface)
     : mOptions(std::move(options)),
       mInterface(interface),
+      mJournal(std::make_unique<RecordingJournal>(Clock::system())),
       mScheduledDecks(std::make_unique<DeviceListDecks>()),
       mScriptDecks(std::make_unique<ScriptableDecks>()),
       mScriptSupervisor(interface.makeScriptSupervisor()) {
@@ -63,6 +66,8 @@ CTapedeckApplication::~CTapedeckApplication() {
     gSchedulingEvents.reset();
     gActionsManager.reset();
     WriterThreads::waitUntilFinished();
+    mJournal->endFinishedRecordings();
+    WriterThreads::waitUntilFinished();
 }
 
 bool CTapedeckApplication::finishLaunching() {
@@ -77,8 +82,24 @@ bool CTapedeckApplication::finishLaunching() {
         startScripting();
         readSchedulingEventsFromPreferences();
         gScheduler->start();
+        offerRecovery();
     }
     return true;
+}
+
+void CTapedeckApplication::offerRecovery() {
+    const std::vector<AbandonedRecording> recordings = abandonedRecordings();
+    for (const AbandonedRecording& recording : recordings) {
+        QString files;
+        for (const QString& path : recording.note.movies()) {
+            files += QStringLiteral(" '%1'").arg(path);
+        }
+        logMessage("A recording was cut off. Make a whole movie of it with: takebox --recover%s",
+                   files.toUtf8().constData());
+    }
+    if (!recordings.empty()) {
+        mInterface.offerRecovery(recordings);
+    }
 }
 
 bool CTapedeckApplication::migratePreferences() {
@@ -238,6 +259,16 @@ Clock& CTapedeckApplication::clock() {
 std::unique_ptr<DeviceWindow> CTapedeckApplication::makeDeviceWindow(
     CDVDeviceWindowController& controller) {
     return mInterface.makeDeviceWindow(controller);
+}
+
+void CTapedeckApplication::recordingDidStart(CDVDeviceWindowController& controller,
+                                             const RecordingNote& note) {
+    mJournal->follow(controller.deviceName(), controller.device()->recordingReport(), note);
+}
+
+void CTapedeckApplication::showWarning(const QString& title, const QString& message) {
+    logMessage("%s %s", title.toUtf8().constData(), message.toUtf8().constData());
+    mInterface.showWarning(title, message);
 }
 
 void CTapedeckApplication::showCriticalAlert(const QString& title, const QString& message) {

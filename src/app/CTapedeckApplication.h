@@ -13,6 +13,7 @@ namespace takebox {
 
 class CScheduler;
 class DeviceListDecks;
+class RecordingJournal;
 class RemoteCommands;
 class ScriptSupervisor;
 class ScriptableDecks;
@@ -77,6 +78,9 @@ public:
     // RecordingServices
     [[nodiscard]] Clock& clock() override;
     std::unique_ptr<DeviceWindow> makeDeviceWindow(CDVDeviceWindowController& controller) override;
+    void recordingDidStart(CDVDeviceWindowController& controller,
+                           const RecordingNote& note) override;
+    void showWarning(const QString& title, const QString& message) override;
     void showCriticalAlert(const QString& title, const QString& message) override;
     [[nodiscard]] std::int32_t switchPlayout(const QString& address, bool on) override;
     bool executeActionWithName(const QString& name) override;
@@ -99,10 +103,12 @@ private:
     [[nodiscard]] bool migratePreferences();
     void startServer();
     void startScripting();
+    void offerRecovery();
     [[nodiscard]] avc::AVCBackends makeBackends();
 
     Options mOptions;
     UserInterface& mInterface;
+    std::unique_ptr<RecordingJournal> mJournal;
     std::unique_ptr<RemoteCommands> mRemoteCommands;  // answers what the server receives
     std::unique_ptr<TCPServer> mTCPServer;
     std::unique_ptr<DeviceListDecks> mScheduledDecks;

@@ -101,6 +101,7 @@ void ScriptableDecks::deviceListDidChange() {
             connect(controller.get(), &CDVDeviceWindowController::recordingStateChanged, this,
                     tell);
             connect(controller.get(), &CDVDeviceWindowController::settingsChanged, this, tell);
+            connect(controller.get(), &CDVDeviceWindowController::lossesChanged, this, tell);
         }
     }
     Q_EMIT decksChanged();

@@ -4,11 +4,13 @@
 #include <QString>
 #include <functional>
 #include <memory>
+#include <vector>
 
 #include "platform/scripting/ScriptSupervisor.h"
 
 namespace takebox {
 
+struct AbandonedRecording;
 class CDVDeviceWindowController;
 class CTapedeckApplication;
 class DeviceWindow;
@@ -29,7 +31,15 @@ public:
     /// Shows an application-modal alert with one button and returns at once.
     virtual void showCriticalAlert(const QString& title, const QString& message) = 0;
 
-    /// The same for news; `dismissed` is called when the user has seen it.
+    /// Tells the operator of something that needs no answer; blocks nothing, also no other window.
+    /// It has been logged already.
+    virtual void showWarning(const QString& /*title*/, const QString& /*message*/) {}
+
+    /// Offers to recover recordings that an earlier run of the program left cut off. The commands
+    /// for it have been logged already.
+    virtual void offerRecovery(const std::vector<AbandonedRecording>& /*recordings*/) {}
+
+    /// The same as showCriticalAlert() for news; `dismissed` is called when the user has seen it.
     virtual void showInformationalAlert(const QString& title, const QString& message,
                                         std::function<void()> dismissed) = 0;
 

@@ -1,3 +1,5 @@
+#include <malloc.h>
+
 #include <QApplication>
 #include <QCoreApplication>
 #include <QDir>
@@ -118,7 +120,15 @@ bool isTool(const Options& options) {
            !options.checkPlayoutAddress.isEmpty() || !options.recoverPaths.isEmpty();
 }
 
+/// The buffers of a recording go back to the system when it ends: otherwise the heap keeps them, in
+/// other places for each recording.
+void keepLargeBuffersOutOfTheHeap() {
+    constexpr int kLargeBuffer = 64 * 1024;
+    mallopt(M_MMAP_THRESHOLD, kLargeBuffer);
+}
+
 int run(int argc, char** argv) {
+    keepLargeBuffersOutOfTheHeap();
     QStringList arguments;
     for (int i = 0; i < argc; ++i) {
         arguments << QString::fromLocal8Bit(argv[i]);

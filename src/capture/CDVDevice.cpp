@@ -160,9 +160,7 @@ void CDVDevice::frameReceived(std::uint32_t message, const std::uint8_t* data,
     }
     if (length < kSmallestPALFrame && standard() == kStandardPAL) {
         logFromReceiveThread("Inconsistent frame received!");
-        if (mIsRecording.load(std::memory_order_relaxed)) {
-            mInconsistentFrames.fetch_add(1, std::memory_order_relaxed);
-        }
+        whileRecording([this] { mTally->frameOfWrongSize(currentTimeCode().counter()); });
         return;
     }
     mReceivedFrames.fetch_add(1, std::memory_order_relaxed);
@@ -171,51 +169,58 @@ void CDVDevice::frameReceived(std::uint32_t message, const std::uint8_t* data,
     std::uint32_t audioBytes = 0;
     const std::uint32_t* audio = extractAudioSamples(data, length, audioBytes);
 
-    mIsInFrame.store(true, std::memory_order_seq_cst);
-    if (mIsRecording.load(std::memory_order_seq_cst) &&
-        !mIsPaused.load(std::memory_order_relaxed)) {
-        recordFrame(data, length, audio, audioBytes);
-    }
-    mIsInFrame.store(false, std::memory_order_release);
+    whileRecording([&] {
+        if (!mIsPaused.load(std::memory_order_relaxed)) {
+            recordFrame(data, length, audio, audioBytes);
+        }
+    });
     if (mPreview->offerFrame(data, length)) {
         mNews.picture.store(true, std::memory_order_relaxed);
     }
     wakeMainThread();
 }
 
-void CDVDevice::countProblem() {
-    if (mIsRecording.load(std::memory_order_relaxed)) {
-        mProblemsOfRecording.fetch_add(1, std::memory_order_relaxed);
+template <class Act>
+void CDVDevice::whileRecording(Act act) {
+    mIsInFrame.store(true, std::memory_order_seq_cst);
+    if (mIsRecording.load(std::memory_order_seq_cst)) {
+        act();
     }
+    mIsInFrame.store(false, std::memory_order_release);
+}
+
+void CDVDevice::countProblem() {
+    whileRecording([this] { mTally->problemMessage(currentTimeCode().counter()); });
 }
 
 void CDVDevice::recordFrame(const std::uint8_t* data, std::uint32_t length,
                             const std::uint32_t* audio, std::uint32_t audioBytes) {
-    const std::int32_t timeCode = currentTimeCode().counter();
-    if (mFramesOfRecording.fetch_add(1, std::memory_order_relaxed) == 0) {
-        mFirstTimeCode.store(timeCode, std::memory_order_relaxed);
-    }
-    mLastTimeCode.store(timeCode, std::memory_order_relaxed);
     mNews.recordedFrames.fetch_add(1, std::memory_order_relaxed);
+    bool isInRawFiles = mDVOutputFile && mAudioOutputFile;
     if (mDVOutputFile || mAudioOutputFile) {
         const bool reset = mLoopRecording.load(std::memory_order_relaxed) &&
                            loopRecordedTime() >= mLoopDuration.load(std::memory_order_relaxed);
         if (mDVOutputFile) {
-            mDVOutputFile->appendBlock(data, length, reset);
+            isInRawFiles = mDVOutputFile->appendBlock(data, length, reset) && isInRawFiles;
         }
         if (mAudioOutputFile) {
-            mAudioOutputFile->appendBlock(reinterpret_cast<const std::uint8_t*>(audio), audioBytes,
-                                          reset);
+            isInRawFiles = mAudioOutputFile->appendBlock(
+                               reinterpret_cast<const std::uint8_t*>(audio), audioBytes, reset) &&
+                           isInRawFiles;
         }
         if (reset) {
             resetLoopRecordedTime();
         }
     }
     mNews.recordedAudioFrames.fetch_add(audioBytes / 4, std::memory_order_relaxed);
+    bool isInMovie = false;
     if (mSelfContainedMovie) {
-        mSelfContainedMovie->bufferedAddVideoSample(data, length);
-        mSelfContainedMovie->bufferedAddAudioSample(audio, audioBytes, audioBytes / 4);
+        const bool hasPicture = mSelfContainedMovie->bufferedAddVideoSample(data, length);
+        const bool hasSound =
+            mSelfContainedMovie->bufferedAddAudioSample(audio, audioBytes, audioBytes / 4);
+        isInMovie = hasPicture && hasSound;
     }
+    mTally->frameRecorded(currentTimeCode().counter(), isInRawFiles, isInMovie);
 }
 
 void CDVDevice::wakeMainThread() {
@@ -272,18 +277,17 @@ std::int16_t CDVDevice::startRecordingWithPreAllocationDuration(double /*duratio
     resetLoopRecordedTime();
     updateRecordedTimeCode();  // nobody is to take the last recording's time for this one's
     mDCLOverrunCount = 0;
-    mFramesOfRecording = mProblemsOfRecording = mInconsistentFrames = 0;
-    mFirstTimeCode = mLastTimeCode = 0;
+    mTally = std::make_shared<RecordingTally>(mCreateReferenceMovie, mCreateSelfContainedMovie);
     if (mCreateReferenceMovie) {
         openRawFiles();
     }
     if (mCreateSelfContainedMovie) {
         initializeSelfContainedMovieAtPath(mSelfContainedCapturePath, startTimeCode);
     }
-    mLastWantedRawFiles = mCreateReferenceMovie;
     mLastDVFile = mDVOutputFile;
     mLastAudioFile = mAudioOutputFile;
     if (!mCaptureStream) {
+        mTally->end();
         return 0;
     }
     mTapeController = std::make_unique<avc::TapeSubunitController>(*mCaptureDevice);
@@ -364,6 +368,9 @@ void CDVDevice::leaveRecordingState() {
     while (mIsInFrame.load(std::memory_order_seq_cst)) {
         std::this_thread::yield();
     }
+    if (mTally) {
+        mTally->end();
+    }
 }
 
 void CDVDevice::closeRawFiles() {
@@ -424,15 +431,12 @@ void CDVDevice::incrementRecordingFrame() {
 
 RecordingReport CDVDevice::recordingReport() const {
     RecordingReport report;
-    report.wantedRawFiles = mLastWantedRawFiles;
+    report.wantedRawFiles = mTally && mTally->wantsRawFiles();
     report.dvFile = mLastDVFile;
     report.audioFile = mLastAudioFile;
     report.movie = mSelfContainedMovie;
-    report.frames = mFramesOfRecording;
-    report.problems = mProblemsOfRecording;
-    report.inconsistentFrames = mInconsistentFrames;
-    report.firstTimeCode = TimeCodeRecord::fromCounter(mFirstTimeCode);
-    report.lastTimeCode = TimeCodeRecord::fromCounter(mLastTimeCode);
+    report.tally = mTally;
+    report.update();
     return report;
 }
 

@@ -2,39 +2,19 @@
 
 #include <QSocketNotifier>
 #include <QString>
-#include <QStringList>
 #include <atomic>
 #include <cstdint>
 #include <memory>
 
 #include "capture/CDVDeviceDelegate.h"
 #include "capture/DVFrameParser.h"
+#include "capture/RecordingReport.h"
 #include "capture/preview/DVPreview.h"
 #include "display/TimeCodeFormatter.h"
 #include "platform/avc/AVCDevice.h"
 #include "platform/avc/TapeSubunitController.h"
-#include "storage/BufferedFile.h"
-#include "storage/QuickTimeMovie.h"
 
 namespace takebox {
-
-/// What one recording made and what it lost. Valid for the recording that runs or, after it, for
-/// the last one. The files tell their part once their writers have finished.
-struct RecordingReport {
-    bool wantedRawFiles = false;
-    std::shared_ptr<const BufferedFile> dvFile;     ///< null when none was made
-    std::shared_ptr<const BufferedFile> audioFile;  ///< null when none was made
-    std::shared_ptr<const QuickTimeMovie> movie;    ///< self-contained; null when none was made
-    std::uint64_t frames = 0;                       ///< handed to the writers
-    std::uint64_t problems = 0;  ///< times that the receiver told of missing or broken frames
-    std::uint64_t inconsistentFrames = 0;  ///< frames of a wrong size, not kept
-    TimeCodeRecord firstTimeCode;
-    TimeCodeRecord lastTimeCode;
-
-    /// A phrase for each thing that is not as it should be; empty when nothing was lost. Final once
-    /// the writers have finished.
-    [[nodiscard]] QStringList losses() const;
-};
 
 /// One DV device: receives its frames from creation to destruction, parses them, and records them
 /// on command. See DVFrameParser for what is read out of the frames.
@@ -171,6 +151,8 @@ private:
     void frameReceived(std::uint32_t message, const std::uint8_t* data, std::uint32_t length);
     void recordFrame(const std::uint8_t* data, std::uint32_t length, const std::uint32_t* audio,
                      std::uint32_t audioBytes);
+    template <class Act>
+    void whileRecording(Act act);
     void countProblem();
     void wakeMainThread();
     void deliverNews();
@@ -204,7 +186,6 @@ private:
     avc::AVCDevice* mCaptureDevice = nullptr;  // owned by the device controller, which outlives us
     std::unique_ptr<avc::AVCDeviceStream> mCaptureStream;
     std::unique_ptr<avc::TapeSubunitController> mTapeController;  // while recording
-    bool mLastWantedRawFiles = false;
     std::shared_ptr<BufferedFile> mLastDVFile;  // of the last recording, for its report
     std::shared_ptr<BufferedFile> mLastAudioFile;
 
@@ -225,15 +206,11 @@ private:
     std::shared_ptr<BufferedFile> mDVOutputFile;
     std::shared_ptr<BufferedFile> mAudioOutputFile;
     std::shared_ptr<QuickTimeMovie> mSelfContainedMovie;
+    std::shared_ptr<RecordingTally> mTally;  // of the recording that runs, or of the last one
 
     // Written by the receive thread.
     News mNews;
     std::atomic<std::uint64_t> mReceivedFrames{0};
-    std::atomic<std::uint64_t> mFramesOfRecording{0};
-    std::atomic<std::uint64_t> mProblemsOfRecording{0};
-    std::atomic<std::uint64_t> mInconsistentFrames{0};
-    std::atomic<std::int32_t> mFirstTimeCode{0};
-    std::atomic<std::int32_t> mLastTimeCode{0};
 
     int mWakeUp;  // eventfd
     std::unique_ptr<QSocketNotifier> mWakeUpNotifier;

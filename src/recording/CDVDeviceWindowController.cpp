@@ -11,6 +11,7 @@
 #include "platform/defaults/Defaults.h"
 #include "platform/log/Log.h"
 #include "recording/RecordingPaths.h"
+#include "recovery/OpenRecordings.h"
 #include "storage/DVDescriptions.h"
 
 namespace takebox {
@@ -81,6 +82,9 @@ void CDVDeviceWindowController::recordButtonPushed() {
     const TimeCodeRecord startTimeCode = chooseStartTimeCode();
     const std::int16_t status = _device->startRecordingWithPreAllocationDuration(
         _settings->referenceMovieDuration(), startTimeCode);
+    if (_device->isRecording()) {
+        announceRecording(rawPath, startTimeCode);
+    }
     if (status == 0) {
         recordingDidStart();
     }
@@ -168,6 +172,20 @@ TimeCodeRecord CDVDeviceWindowController::chooseStartTimeCode() const {
             break;
     }
     return timeCode;
+}
+
+void CDVDeviceWindowController::announceRecording(const QString& rawPath,
+                                                  TimeCodeRecord startTimeCode) {
+    RecordingNote note;
+    note.moviePath = mCurrentSelfContainedMoviePath;
+    note.referencePath = mCurrentReferenceMoviePath;
+    note.facts.rawPath = rawPath;
+    note.facts.startTimeCode = startTimeCode;
+    note.facts.monoTracks = _settings->monoTracks();
+    mServices.recordingDidStart(*this, note);
+    updateLosses();
+    mDiskSpaceWatch.reset();
+    watchDiskSpace();
 }
 
 void CDVDeviceWindowController::recordingDidStart() {

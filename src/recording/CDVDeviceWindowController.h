@@ -13,6 +13,7 @@
 #include "display/TimeCodeFormatter.h"
 #include "display/TimeCodeRecord.h"
 #include "recording/CDVDeviceSettings.h"
+#include "recording/DiskSpaceWatch.h"
 #include "recording/RecordingServices.h"
 
 namespace takebox {
@@ -30,6 +31,7 @@ struct DeviceWindowOutlets {
     ButtonOutlet stopButton;
     FieldOutlet recordingNameField;
     FieldOutlet remainingDiskTimeField;  ///< seconds
+    FieldOutlet lostFramesField;         ///< of the recording that runs, or of the last one
     ButtonOutlet settingsButton;
 
     // Settings sheet.
@@ -148,6 +150,13 @@ public:
         return mCurrentSelfContainedMoviePath;
     }
 
+    // What the recording that runs, or else the last one, received and lost.
+    [[nodiscard]] qint64 receivedFrames() const;
+    [[nodiscard]] qint64 lostFrames() const;
+    [[nodiscard]] qint64 problemMessages() const;
+    /// A line for each loss, with its time code; empty when nothing was lost.
+    [[nodiscard]] QString losses() const;
+
     // Window.
     void stopUpdates() override;
     [[nodiscard]] QRect windowFrame() const override;
@@ -184,6 +193,8 @@ Q_SIGNALS:
     void recordingStateChanged();
     /// A setting has been changed by whatever means.
     void settingsChanged();
+    /// The recording has lost frames, or a new one has lost none yet.
+    void lossesChanged();
 
 private:
     void awakeFromNib();
@@ -193,6 +204,9 @@ private:
                                              QString& referencePath);
     [[nodiscard]] TimeCodeRecord chooseStartTimeCode() const;
     void recordingDidStart();
+    void announceRecording(const QString& rawPath, TimeCodeRecord startTimeCode);
+    void updateLosses();
+    void watchDiskSpace();
     /// An alert for what was wanted and has no file; the rest is recorded.
     void showWhatCannotBeRecorded(bool hasReferenceMovie);
     /// @return whether the movie is there.
@@ -221,6 +235,8 @@ private:
     QString mCurrentReferenceMoviePath;
     QString mCurrentSelfContainedMoviePath;
     bool mIsSettingsSheetShown = false;
+    QString mShownLosses;
+    DiskSpaceWatch mDiskSpaceWatch;
     Clock::Timer _updateTimer = 0;
     Clock::Timer _updateRemainingSpaceTimer = 0;
     Clock::Timer mSaveTimer = 0;

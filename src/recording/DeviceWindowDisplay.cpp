@@ -1,5 +1,6 @@
 // What the device window shows, its settings sheet and its naming controls.
 
+#include <QFileInfo>
 #include <QStorageInfo>
 
 #include "recording/CDVDeviceWindowController.h"
@@ -23,8 +24,11 @@ void CDVDeviceWindowController::awakeFromNib() {
     mOutlets.remainingDiskTimeField.setFormatter(&mDiskTimeFormatter);
     mOutlets.windowTitle.setStringValue(_settings->deviceName());
     Clock& clock = mServices.clock();
-    _updateRemainingSpaceTimer =
-        clock.callEvery(kDiskSpaceInterval, [this] { updateRemainingSpace(); });
+    _updateRemainingSpaceTimer = clock.callEvery(kDiskSpaceInterval, [this] {
+        updateRemainingSpace();
+        updateLosses();
+        watchDiskSpace();
+    });
     mOutlets.recordButton.setEnabled(true);
     mOutlets.stopButton.setEnabled(false);
     mOutlets.pauseButton.setEnabled(false);
@@ -33,6 +37,7 @@ void CDVDeviceWindowController::awakeFromNib() {
     mPresetTimeCodeFormatter.setFramesPerSecond(_device->framesPerSecond());
     mOutlets.presetTimecodeField.setFormatter(&mPresetTimeCodeFormatter);
     updateRemainingSpace();
+    updateLosses();
 }
 
 void CDVDeviceWindowController::showWindow() {
@@ -86,6 +91,59 @@ void CDVDeviceWindowController::updateRemainingSpace() {
     const QStorageInfo volume(folder);
     const qint64 free = volume.isValid() ? volume.bytesAvailable() : 0;
     mOutlets.remainingDiskTimeField.setDoubleValue(secondsOfRecordingIn(free));
+}
+
+void CDVDeviceWindowController::watchDiskSpace() {
+    // A loop that has come round takes no more room.
+    const bool isLoop = _device->loopRecording() && _device->shouldCreateReferenceMovie() &&
+                        _device->recordedTime() >= _device->loopDuration();
+    if (!_device->isRecording() || (isLoop && !_device->shouldCreateSelfContainedMovie())) {
+        return;
+    }
+    QStringList folders;
+    if (_device->shouldCreateReferenceMovie() && !isLoop) {
+        folders << QFileInfo(_device->currentRecordingFilePath()).path();
+    }
+    if (_device->shouldCreateSelfContainedMovie()) {
+        folders << QFileInfo(_device->selfContainedCapturePath()).path();
+    }
+    const auto remaining = secondsUntilFull(folders, static_cast<double>(kRecordingDataRate));
+    const auto warning =
+        remaining ? mDiskSpaceWatch.check(*remaining, _settings->referenceMovieDuration(),
+                                          _settings->deviceName())
+                  : std::nullopt;
+    if (warning) {
+        mServices.showWarning(warning->title, warning->message);
+    }
+}
+
+void CDVDeviceWindowController::updateLosses() {
+    mOutlets.lostFramesField.setObjectValue(lostFrames());
+    QString shown = losses();
+    shown += QStringLiteral("\n%1 %2").arg(lostFrames()).arg(problemMessages());
+    if (shown != mShownLosses) {
+        mShownLosses = shown;
+        Q_EMIT lossesChanged();
+    }
+}
+
+qint64 CDVDeviceWindowController::receivedFrames() const {
+    const RecordingReport report = _device ? _device->recordingReport() : RecordingReport();
+    return static_cast<qint64>(report.frames + report.inconsistentFrames);
+}
+
+qint64 CDVDeviceWindowController::lostFrames() const {
+    const RecordingReport report = _device ? _device->recordingReport() : RecordingReport();
+    return static_cast<qint64>(report.lostFrames() + report.inconsistentFrames);
+}
+
+qint64 CDVDeviceWindowController::problemMessages() const {
+    return _device ? static_cast<qint64>(_device->recordingReport().problems) : 0;
+}
+
+QString CDVDeviceWindowController::losses() const {
+    return _device ? _device->recordingReport().lossesByTimeCode().join(QLatin1Char('\n'))
+                   : QString();
 }
 
 double CDVDeviceWindowController::secondsOfRecordingIn(qint64 bytes) {

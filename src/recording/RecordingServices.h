@@ -12,6 +12,7 @@ class QRect;
 namespace takebox {
 
 class CDVDeviceWindowController;
+struct RecordingNote;
 
 /// What a window on the screen does for its controller. Main thread; owned by the controller.
 class DeviceWindow {
@@ -37,6 +38,13 @@ public:
     virtual ~RecordingServices() = default;
 
     [[nodiscard]] virtual Clock& clock() = 0;
+
+    /// The controller's device has begun to record what the note names.
+    virtual void recordingDidStart(CDVDeviceWindowController& /*controller*/,
+                                   const RecordingNote& /*note*/) {}
+
+    /// Tells the operator, in the log and where there are windows in one that blocks nothing.
+    virtual void showWarning(const QString& /*title*/, const QString& /*message*/) {}
 
     /// Makes the window of a controller; null in a program without windows.
     virtual std::unique_ptr<DeviceWindow> makeDeviceWindow(

@@ -18,8 +18,10 @@
 namespace takebox {
 namespace {
 
-// While the disk is full the writer tries again so often.
-constexpr std::chrono::milliseconds kFullDiskPause{50};
+// While the disk is full or refuses data the writer tries again so often, and in the second case
+// for so long: half of what can wait.
+constexpr std::chrono::milliseconds kPause{50};
+constexpr std::chrono::milliseconds kPatience{1000};
 // Blocks whose positions a video chunk can keep, in multiples of its nominal blocks: short frames.
 constexpr std::uint32_t kBlockLimitFactor = 4;
 
@@ -86,10 +88,12 @@ std::int32_t BufferedFile::openForWriting(bool erase) {
         return -1;
     }
     movietoolbox::markAsBeingRecorded(descriptor);
+    mSync = isRegularFile(descriptor) ? PeriodicSync::start(path.toStdString()) : nullptr;
     mOpenError = 0;
     _fileRef = descriptor;
     mSizeAtOpen = sizeOf(descriptor);
     mIsRewound = false;
+    mIsPatient = true;
     for (const auto& chunk : _chunks) {
         chunk->reset();
     }
@@ -98,6 +102,7 @@ std::int32_t BufferedFile::openForWriting(bool erase) {
     _chunkBeingWrittenSequenceNumber = 1;
     mAppendedBlocks = mDroppedBlocks = mWrittenBytes = mRefusedBytes = 0;
     mWriteError = 0;
+    mWasRemoved = false;
     _mustGoOn.store(true, std::memory_order_relaxed);
     _isOpen.store(true, std::memory_order_release);
     WriterThreads::start("file writer", [self = shared_from_this()] { self->writeChunksThread(); });
@@ -118,15 +123,15 @@ WriteBufferChunk* BufferedFile::chunkWithSequenceNumber(std::int32_t number) con
     return found != _chunks.end() ? found->get() : nullptr;
 }
 
-void BufferedFile::dropBlock(const char* message) {
+bool BufferedFile::dropBlock(const char* message) {
     mDroppedBlocks.fetch_add(1, std::memory_order_relaxed);
     logFromReceiveThread("%s", message);
+    return false;
 }
 
-void BufferedFile::appendBlock(const std::uint8_t* bytes, std::uint32_t size, bool resetFile) {
+bool BufferedFile::appendBlock(const std::uint8_t* bytes, std::uint32_t size, bool resetFile) {
     if (size > _bufferSize) {
-        dropBlock("Refused a block larger than a whole buffer.");
-        return;
+        return dropBlock("Refused a block larger than a whole buffer.");
     }
     std::int32_t number = _chunkBeingFilledSequenceNumber.load(std::memory_order_relaxed);
     if (mChunkBeingFilled != nullptr && !mChunkBeingFilled->hasRoomFor(size)) {
@@ -137,9 +142,8 @@ void BufferedFile::appendBlock(const std::uint8_t* bytes, std::uint32_t size, bo
     if (mChunkBeingFilled == nullptr) {
         mChunkBeingFilled = firstAvailableChunk();
         if (mChunkBeingFilled == nullptr) {
-            dropBlock(number == 0 ? "Dropped frame (buffer underrun 1)."
-                                  : "Dropped video frame (buffer underrun 2).");
-            return;
+            return dropBlock(number == 0 ? "Dropped frame (buffer underrun 1)."
+                                         : "Dropped video frame (buffer underrun 2).");
         }
         ++number;
     }
@@ -151,6 +155,7 @@ void BufferedFile::appendBlock(const std::uint8_t* bytes, std::uint32_t size, bo
         chunk->setResetFile(true);
     }
     mAppendedBlocks.fetch_add(1, std::memory_order_relaxed);
+    return true;
 }
 
 void BufferedFile::close() {
@@ -191,6 +196,11 @@ void BufferedFile::drain() {
 }
 
 void BufferedFile::closeDescriptor() {
+    mWasRemoved = hasBeenRemoved(_fileRef);
+    if (mSync) {
+        mSync->stop();
+        mSync = nullptr;
+    }
     if (::fsync(_fileRef) != 0 && errno != EINVAL && errno != EROFS) {
         reportWriteError("flush", errno);
     }
@@ -214,8 +224,9 @@ void BufferedFile::addChunkToFile(WriteBufferChunk& chunk) {
 }
 
 std::uint32_t BufferedFile::writeBytes(const std::uint8_t* bytes, std::uint32_t size) {
+    const auto end = std::chrono::steady_clock::now() + kPatience;
     std::uint32_t written = 0;
-    bool isWaitingForRoom = false;
+    bool isWaiting = false;
     while (written < size) {
         const ssize_t result = ::write(_fileRef, bytes + written, size - written);
         if (result > 0) {
@@ -228,15 +239,18 @@ std::uint32_t BufferedFile::writeBytes(const std::uint8_t* bytes, std::uint32_t 
             continue;
         }
         reportWriteError("write", error);
-        if (!isFullDisk(error) || !_mustGoOn.load(std::memory_order_acquire)) {
+        const bool mayPass =
+            isFullDisk(error) || (mIsPatient && std::chrono::steady_clock::now() < end);
+        if (!mayPass || !_mustGoOn.load(std::memory_order_acquire)) {
             break;
         }
-        isWaitingForRoom = true;
+        isWaiting = true;
         // Wakes at once when the file is closed; full chunks that are announced meanwhile are found
         // by writeFullChunks() without their announcement.
-        mWork.waitFor(kFullDiskPause);
+        mWork.waitFor(kPause);
     }
-    if (isWaitingForRoom && written == size) {
+    mIsPatient = written == size;
+    if (isWaiting && written == size) {
         logMessage("%s is being written again", QFile::encodeName(_filePath).constData());
     }
     return written;

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <memory>
 
+#include "storage/PeriodicSync.h"
 #include "storage/WakeUp.h"
 #include "storage/WriteBufferChunk.h"
 
@@ -26,8 +27,9 @@ namespace takebox {
 /// long, and closes the descriptor; WriterThreads waits for it.
 ///
 /// A disk that refuses data is logged once per file. A full disk is treated as a slow one: the
-/// writer tries again until there is room. After any other error it goes on with the next chunk. A
-/// block that was written in part is taken back, so that the file holds whole blocks.
+/// writer tries again until there is room. After any other error it tries for a second, for the
+/// other chunks can wait so long, and goes on with the next chunk. A block that was written in part
+/// is taken back, so that the file holds whole blocks.
 class BufferedFile : public std::enable_shared_from_this<BufferedFile> {
     struct Key {};
     friend class BufferedFilePeer;  // tests
@@ -57,7 +59,8 @@ public:
 
     /// Copies a block for the writer. A block larger than a chunk is refused.
     /// @param resetFile rewind the file once the chunk with this block has been written.
-    void appendBlock(const std::uint8_t* bytes, std::uint32_t size, bool resetFile);
+    /// @return whether the block was taken.
+    bool appendBlock(const std::uint8_t* bytes, std::uint32_t size, bool resetFile);
 
     /// Lets the writer thread write what is left and close the file; returns at once.
     void close();
@@ -83,6 +86,8 @@ public:
     [[nodiscard]] std::uint64_t refusedBytes() const { return mRefusedBytes; }
     /// errno of the first failed write or flush, 0 for none.
     [[nodiscard]] int writeError() const { return mWriteError; }
+    /// Somebody removed the file before it was closed.
+    [[nodiscard]] bool wasRemoved() const { return mWasRemoved; }
     /// errno of the last failed openForWriting(). Main thread.
     [[nodiscard]] int openError() const { return mOpenError; }
 
@@ -94,7 +99,7 @@ private:
     void writeFullChunks();
     void drain();
     void closeDescriptor();
-    void dropBlock(const char* message);
+    bool dropBlock(const char* message);
     std::uint32_t writeBytes(const std::uint8_t* bytes, std::uint32_t size);
     void takeBackPartOfBlock(const WriteBufferChunk& chunk, std::uint32_t written);
     void reportWriteError(const char* operation, int error);
@@ -106,9 +111,11 @@ private:
 
     // Main thread before the writer starts, then the writer's.
     int _fileRef = -1;
+    std::shared_ptr<PeriodicSync> mSync;  // null for what is no regular file
     int mOpenError = 0;
     off_t mSizeAtOpen = 0;  // bytes of an earlier take that this one may leave standing
     bool mIsRewound = false;
+    bool mIsPatient = true;  // the disk has not refused to the last
 
     // Appending thread. Null before the first block and once the chunk is full: it is the writer's
     // then, who may free it at any moment.
@@ -130,6 +137,7 @@ private:
     std::atomic<std::uint64_t> mWrittenBytes{0};
     std::atomic<std::uint64_t> mRefusedBytes{0};
     std::atomic<int> mWriteError{0};
+    std::atomic<bool> mWasRemoved{false};
 };
 
 }  // namespace takebox

@@ -49,12 +49,12 @@ ChunkRing::Added ChunkRing::add(const void* bytes, std::uint32_t size, std::uint
         // Queued, but the writer will never ask for it.
         _droppedSamples.fetch_add(samples, std::memory_order_relaxed);
     }
-    return {true, hasFilledChunk};
+    return {true, !isFrozen(), hasFilledChunk};
 }
 
 ChunkRing::Added ChunkRing::dropped(std::uint32_t samples, bool hasFilledChunk) {
     _droppedSamples.fetch_add(samples, std::memory_order_relaxed);
-    return {false, hasFilledChunk};
+    return {false, false, hasFilledChunk};
 }
 
 ChunkToWrite* ChunkRing::nextFullChunk() {

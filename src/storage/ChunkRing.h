@@ -24,6 +24,7 @@ public:
     /// What became of samples that were offered.
     struct Added {
         bool isKept = false;
+        bool isForMovie = false;      ///< kept, and the movie will have them
         bool hasFilledChunk = false;  ///< there may be something to write
     };
 

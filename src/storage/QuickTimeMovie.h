@@ -9,6 +9,7 @@
 #include "display/TimeCodeRecord.h"
 #include "platform/movietoolbox/MovieToolbox.h"
 #include "storage/ChunkRing.h"
+#include "storage/PeriodicSync.h"
 #include "storage/WakeUp.h"
 
 namespace takebox {
@@ -70,9 +71,10 @@ public:
     /// The writer thread writes what is queued, and closes the movie. Does not wait for it.
     void stopWriteMovieThread();
     /// Receive thread: queues one DV frame of any size up to kVideoChunkSize.
-    void bufferedAddVideoSample(const void* bytes, std::uint32_t sizeInBytes);
-    /// Receive thread: queues sound of so many sample frames.
-    void bufferedAddAudioSample(const void* bytes, std::uint32_t sizeInBytes,
+    /// @return whether the movie will have it, if the disk takes it.
+    bool bufferedAddVideoSample(const void* bytes, std::uint32_t sizeInBytes);
+    /// Receive thread: queues sound of so many sample frames. @return as above.
+    bool bufferedAddAudioSample(const void* bytes, std::uint32_t sizeInBytes,
                                 std::uint32_t samplesCount);
 
     /// What the movie lacks.
@@ -154,6 +156,10 @@ public:
     [[nodiscard]] bool monoTracks() const { return _monoTracks; }
     void setMovie(std::shared_ptr<movietoolbox::Movie> movie) { _movie = std::move(movie); }
     [[nodiscard]] const std::shared_ptr<movietoolbox::Movie>& movie() const { return _movie; }
+    /// Somebody removed the file before the writer thread closed it. Any thread.
+    [[nodiscard]] bool wasRemoved() const { return _wasRemoved; }
+    /// The writer thread has closed the movie; before it was started, too. Any thread.
+    [[nodiscard]] bool hasFinished() const { return !_isBeingWritten.load(); }
     [[nodiscard]] bool isOpen() const { return _isOpen.load(std::memory_order_relaxed); }
 
 private:
@@ -179,6 +185,8 @@ private:
     void writeNextChunks();
     void drainChunks();
     void writeChunk(ChunkRing& ring, ChunkToWrite& chunk);
+    template <class Add>
+    Status addPatiently(Add add);
     Status addVideoChunkToMovie(const ChunkToWrite& chunk);
     Status addAudioChunkToMovie(const ChunkToWrite& chunk);
     Status closeVideoTrack();
@@ -209,8 +217,10 @@ private:
     // Writer thread. Tracks and media belong to _movie.
     std::array<movietoolbox::Track*, kMaximumTracks> _audioTrack{};
     std::array<movietoolbox::Media*, kMaximumTracks> _audioMedia{};
+    std::shared_ptr<PeriodicSync> _sync;  // null when the movie could not be created
     movietoolbox::Track* _videoTrack = nullptr;
     movietoolbox::Media* _videoMedia = nullptr;
+    bool _isPatient = true;  // the disk has not refused to the last
     bool _hasReportedVideoUnderrun = false;
     bool _hasReportedAudioUnderrun = false;
 
@@ -227,6 +237,8 @@ private:
 
     // Any thread
     std::atomic<bool> _isOpen{false};
+    std::atomic<bool> _isBeingWritten{false};
+    std::atomic<bool> _wasRemoved{false};
     std::atomic<std::uint64_t> _unwrittenVideoFrames{0};
     std::atomic<std::uint64_t> _unwrittenAudioSamples{0};
     std::atomic<int> _errorNumber{0};

@@ -1,6 +1,7 @@
 // The self-contained movie: what the receive thread queues and the writer thread appends.
 
 #include <algorithm>
+#include <chrono>
 #include <thread>
 
 #include "platform/log/Log.h"
@@ -17,6 +18,9 @@ namespace {
 constexpr std::int32_t kFrameDuration = 100;
 constexpr std::int32_t kAudioTimeScale = 48000;
 constexpr std::int16_t kFullVolume = 256;
+// How often, and for how long, a chunk that the disk refuses is tried again: half of what can wait.
+constexpr std::chrono::milliseconds kPause{50};
+constexpr std::chrono::milliseconds kPatience{600};
 
 /// Says, while it exists, that a buffered add is under way.
 class Adding {
@@ -40,6 +44,7 @@ void QuickTimeMovie::startWriteMovieThread() {
     _videoChunksToWrite.reset();
     _audioChunksToWrite.reset();
     _mustGoOn.store(true);
+    _isBeingWritten.store(true);
     WriterThreads::start("movie writer",
                          [self = shared_from_this()] { self->writeSelfContainedSamplesThread(); });
 }
@@ -49,10 +54,10 @@ void QuickTimeMovie::stopWriteMovieThread() {
     _somethingToWrite.signal();
 }
 
-void QuickTimeMovie::bufferedAddVideoSample(const void* bytes, std::uint32_t sizeInBytes) {
+bool QuickTimeMovie::bufferedAddVideoSample(const void* bytes, std::uint32_t sizeInBytes) {
     const Adding adding(_isAdding);
     if (!_mustGoOn.load() || sizeInBytes == 0) {
-        return;
+        return false;
     }
     const auto added = _videoChunksToWrite.add(bytes, sizeInBytes, 1, sizeInBytes);
     if (!added.isKept) {
@@ -61,19 +66,20 @@ void QuickTimeMovie::bufferedAddVideoSample(const void* bytes, std::uint32_t siz
     if (added.hasFilledChunk) {
         _somethingToWrite.signal();
     }
+    return added.isForMovie;
 }
 
-void QuickTimeMovie::bufferedAddAudioSample(const void* bytes, std::uint32_t sizeInBytes,
+bool QuickTimeMovie::bufferedAddAudioSample(const void* bytes, std::uint32_t sizeInBytes,
                                             std::uint32_t samplesCount) {
     const Adding adding(_isAdding);
     const std::uint32_t bytesPerFrame = bytesPerSampleFrame(_audioDescriptionHandle[0]);
     if (!_mustGoOn.load() || bytesPerFrame == 0) {
-        return;
+        return false;
     }
     // Whole sample frames only: with a part of one, the channels behind it would change places.
     const std::uint32_t samples = std::min(samplesCount, sizeInBytes / bytesPerFrame);
     if (samples == 0) {
-        return;
+        return true;
     }
     const auto added =
         _audioChunksToWrite.add(bytes, samples * bytesPerFrame, samples, bytesPerFrame);
@@ -84,12 +90,15 @@ void QuickTimeMovie::bufferedAddAudioSample(const void* bytes, std::uint32_t siz
     if (added.hasFilledChunk) {
         _somethingToWrite.signal();
     }
+    return added.isForMovie;
 }
 
 void QuickTimeMovie::writeSelfContainedSamplesThread() {
     // Each failure is logged and noted where it arises. The thread runs on regardless, so that the
     // chunks go on circulating.
-    [[maybe_unused]] const Status created = createMovie();
+    if (createMovie() == kNoError) {
+        _sync = PeriodicSync::start(movieFilePathOnDisk());
+    }
     [[maybe_unused]] const Status video = initializeVideoTrack();
     [[maybe_unused]] const Status audio = initializeAudioTracks();
     while (_mustGoOn.load()) {
@@ -100,12 +109,18 @@ void QuickTimeMovie::writeSelfContainedSamplesThread() {
         std::this_thread::yield();
     }
     drainChunks();
+    if (_sync) {
+        _wasRemoved = _sync->isRemoved();
+        _sync->stop();
+        _sync = nullptr;
+    }
     closeVideoTrack();
     closeAudioTracks();
     finishMovie();
     addTimeCodeSample();
     noted(UpdateMovieInStorage(_movie.get()));
     closeMovieFile();
+    _isBeingWritten.store(false);
 }
 
 Status QuickTimeMovie::initializeVideoTrack() {
@@ -188,10 +203,29 @@ void QuickTimeMovie::writeChunk(ChunkRing& ring, ChunkToWrite& chunk) {
     ring.chunkWasWritten(chunk);
 }
 
+template <class Add>
+Status QuickTimeMovie::addPatiently(Add add) {
+    const auto end = std::chrono::steady_clock::now() + kPatience;
+    Status status = noted(add());
+    // A full disk may be freed at any time; after another refusal the next chunk may fare better.
+    while (status == kDiskFull ||
+           (_isPatient && status == kInputOutputError && std::chrono::steady_clock::now() < end)) {
+        if (!_mustGoOn.load()) {
+            break;
+        }
+        reportUnderruns();
+        std::this_thread::sleep_for(kPause);
+        status = noted(add());
+    }
+    _isPatient = status == kNoError;
+    return status;
+}
+
 Status QuickTimeMovie::addVideoChunkToMovie(const ChunkToWrite& chunk) {
-    const Status status =
-        noted(AddMediaSample(_movie.get(), _videoMedia, chunk.bytes(), kFrameDuration,
-                             _videoDescriptionHandle, chunk.sampleSizes()));
+    const Status status = addPatiently([&] {
+        return AddMediaSample(_movie.get(), _videoMedia, chunk.bytes(), kFrameDuration,
+                              _videoDescriptionHandle, chunk.sampleSizes());
+    });
     if (status != kNoError) {
         logMessage("AddMediaSample (video) failed! (%i)", status);
     }
@@ -199,8 +233,10 @@ Status QuickTimeMovie::addVideoChunkToMovie(const ChunkToWrite& chunk) {
 }
 
 Status QuickTimeMovie::addAudioChunkToMovie(const ChunkToWrite& chunk) {
-    const Status status = noted(AddMediaSample(_movie.get(), _audioMedia[0], chunk.bytes(), 1,
-                                               _audioDescriptionHandle[0], chunk.sampleSizes()));
+    const Status status = addPatiently([&] {
+        return AddMediaSample(_movie.get(), _audioMedia[0], chunk.bytes(), 1,
+                              _audioDescriptionHandle[0], chunk.sampleSizes());
+    });
     if (status != kNoError) {
         // Both kinds of chunk are reported in the same words.
         logMessage("AddMediaSample (video) failed! (%i)", status);

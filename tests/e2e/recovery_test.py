@@ -162,6 +162,38 @@ class Recovery(TakeboxTest):
         self.assertEqual(decode_errors(self.movie), "")
         self.assertIn("nothing to do", self.recover(self.movie)[1])
 
+    def notes(self):
+        folder = os.path.join(self.home, ".local/share/takebox/Open Recordings")
+        return os.listdir(folder) if os.path.isdir(folder) else []
+
+    def test_the_next_start_offers_what_was_cut_off_until_it_is_recovered(self):
+        self.cut_off()
+        self.assertEqual(len(self.notes()), 1)
+        for _ in range(2):
+            program = self.start(deck("pal", GUID))
+            found = program.wait_for_log(r"takebox --recover '(.*)' '(.*)'")
+            self.assertEqual(found.groups(), (self.movie, self.reference))
+            self.end_well(program)
+        self.assertEqual(self.recover(*found.groups())[0], 0)
+        self.assertEqual(self.notes(), [])
+        program = self.start(deck("pal", GUID))
+        program.ask("COUNT")
+        self.end_well(program)
+        self.assertNotIn("--recover", program.log())
+
+    def test_a_recording_that_ended_well_is_not_offered(self):
+        write_preferences(self.home, {deck_key(GUID): deck_settings(self.takes)})
+        program = self.start(deck("pal", GUID, speed=8))
+        program.ask("RECORD 1")
+        wait_until(self.notes, "a note of the recording")
+        program.ask("STOP 1")
+        wait_until(lambda: not self.notes(), "the end of the note")
+        program.ask("RECORD 1")
+        wait_until(self.notes, "a note of the recording")
+        self.end_well(program)
+        self.assertEqual(self.notes(), [])
+        self.assertEqual(program.log().count("recording ended"), 2)
+
     def test_a_disk_that_takes_no_more_leaves_the_original_alone(self):
         self.cut_off(**{"Create_Reference_Movie": False})
         original = read_file(self.movie)

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "RecoveryOffer.h"
 #include "TrayMenu.h"
 #include "app/CTapedeckApplication.h"
 #include "app/ScriptAlert.h"
@@ -42,14 +43,15 @@ bool isAnyRecordingToCome() {
 }
 
 // Alerts do not block: the event loop, and with it every recording, goes on below them.
-QMessageBox* showAlert(QMessageBox::Icon icon, const QString& title, const QString& message) {
+QMessageBox* showAlert(QMessageBox::Icon icon, const QString& title, const QString& message,
+                       Qt::WindowModality modality = Qt::ApplicationModal) {
     auto* alert =
         std::make_unique<QMessageBox>(
             icon, title, QStringLiteral("<b>%1</b>").arg(title.toHtmlEscaped()), QMessageBox::Ok)
             .release();
     alert->setInformativeText(message);
     alert->setAttribute(Qt::WA_DeleteOnClose);
-    alert->setWindowModality(Qt::ApplicationModal);
+    alert->setWindowModality(modality);
     alert->show();
     return alert;
 }
@@ -64,7 +66,9 @@ DesktopInterface::DesktopInterface() {
     qApp->installEventFilter(this);
 }
 
-DesktopInterface::~DesktopInterface() = default;
+DesktopInterface::~DesktopInterface() {
+    delete mRecoveryOffer;
+}
 
 bool DesktopInterface::eventFilter(QObject* watched, QEvent* event) {
     if (event->type() == QEvent::Close && watched->isWidgetType() &&
@@ -80,6 +84,7 @@ void DesktopInterface::setApplication(CTapedeckApplication* application) {
     mApplication = application;
     mTrayMenu.reset();
     mSchedulingController.reset();
+    delete mRecoveryOffer;
     if (application != nullptr) {
         mTrayMenu = std::make_unique<TrayMenu>(*application);
         connect(mTrayMenu.get(), &TrayMenu::activated, this, &DesktopInterface::activate);
@@ -97,6 +102,15 @@ std::unique_ptr<DeviceWindow> DesktopInterface::makeDeviceWindow(
 
 void DesktopInterface::showCriticalAlert(const QString& title, const QString& message) {
     showAlert(QMessageBox::Critical, title, message);
+}
+
+void DesktopInterface::showWarning(const QString& title, const QString& message) {
+    showAlert(QMessageBox::Warning, title, message, Qt::NonModal);
+}
+
+void DesktopInterface::offerRecovery(const std::vector<AbandonedRecording>& recordings) {
+    mRecoveryOffer = std::make_unique<RecoveryOffer>(recordings).release();
+    mRecoveryOffer->show();
 }
 
 void DesktopInterface::showInformationalAlert(const QString& title, const QString& message,

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <QDialog>
 #include <QObject>
+#include <QPointer>
 #include <memory>
 
 #include "app/UserInterface.h"
@@ -29,6 +31,8 @@ public:
     std::unique_ptr<ScriptSupervisor> makeScriptSupervisor() override;
     std::unique_ptr<DeviceWindow> makeDeviceWindow(CDVDeviceWindowController& controller) override;
     void showCriticalAlert(const QString& title, const QString& message) override;
+    void showWarning(const QString& title, const QString& message) override;
+    void offerRecovery(const std::vector<AbandonedRecording>& recordings) override;
     void showInformationalAlert(const QString& title, const QString& message,
                                 std::function<void()> dismissed) override;
     [[nodiscard]] QRect visibleFrame() const override;
@@ -62,6 +66,7 @@ private:
     std::unique_ptr<NoDeviceWindow> mNoDeviceWindow;
     std::unique_ptr<PreferenceController> mPreferenceController;
     std::unique_ptr<AboutPanel> mAboutPanel;
+    QPointer<QDialog> mRecoveryOffer;  // destroys itself when it is closed
 };
 
 }  // namespace takebox

@@ -101,7 +101,9 @@ MovieAtom atomsOf(const Movie& movie, std::uint32_t time) {
     atom.header.timeScale = kMovieTimeScale;
     atom.header.nextTrackID = static_cast<std::uint32_t>(movie.tracks.size() + 1);
     for (const auto& track : movie.tracks) {
-        if (track->media) {
+        // Readers refuse a whole movie for one track that does not say what it holds, as the time
+        // code's does when the disk had no room for it.
+        if (track->media && !track->media->descriptions.empty()) {
             atom.tracks.push_back(atomsOf(*track, time));
             atom.header.duration =
                 std::max(atom.header.duration, atom.tracks.back().header.duration);

@@ -40,6 +40,9 @@ public:
     /// Ends the media data and appends the movie atom; it takes the place of an earlier one.
     [[nodiscard]] Status writeMovie(std::span<const std::byte> movieAtom);
 
+    /// Whether a movie atom has been written.
+    [[nodiscard]] bool hasMovie() const { return mMovieAt != 0; }
+
     /// Closes the file; every later operation returns kInvalidDataReference.
     [[nodiscard]] Status close();
 

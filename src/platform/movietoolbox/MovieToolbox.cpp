@@ -264,8 +264,9 @@ Status AddMediaSample(Movie* movie, Media* media, std::span<const std::byte> dat
     }
     std::uint64_t offset = 0;
     ByteBuffer record = chunkRecord(media->type, data.size(), sizes);
-    // Twice: a second movie atom takes the place of the first only once it is whole.
-    const std::uint64_t room = 2 * largestEncodedSize(*movie);
+    // A second movie atom takes the place of the first only once it is whole.
+    const std::uint64_t atomsToCome = movie->storage->hasMovie() ? 1 : 2;
+    const std::uint64_t room = atomsToCome * largestEncodedSize(*movie);
     if (const Status status = movie->storage->appendMediaData(record.bytes(), data, room, offset);
         status != kNoError) {
         return remember(status);

@@ -102,7 +102,7 @@ struct SampleReference64Record {
                                         const AudioChannelLayout* layout);
 
 /// Writes the movie into its storage; the second also in place of one written before. Tracks
-/// without a media are left out.
+/// without a media, or whose media has no description, are left out.
 [[nodiscard]] Status AddMovieToStorage(Movie* movie);
 [[nodiscard]] Status UpdateMovieInStorage(Movie* movie);
 

@@ -28,6 +28,7 @@ constexpr int kSignalTimeout = 1000;       // milliseconds without a frame
 const QColor kMonitorColor(0x14, 0x17, 0x1B);
 const QColor kMonitorTextColor(0xA9, 0xB4, 0xC0);
 const QColor kRecordColor(0xE0, 0x24, 0x1A);
+const QColor kLossColor(0xB0, 0x12, 0x0A);
 
 // How the window says, so that nobody can overlook it, what the deck is doing.
 struct Tally {
@@ -74,7 +75,10 @@ TapedeckWindow::TapedeckWindow(CDVDeviceWindowController& controller, Applicatio
             &TapedeckWindow::showPreviewImage);
     connect(&mController, &CDVDeviceWindowController::recordingStateChanged, this,
             &TapedeckWindow::showRecordingState);
+    connect(&mController, &CDVDeviceWindowController::lossesChanged, this,
+            &TapedeckWindow::showLosses);
     showRecordingState();
+    showLosses();
 
     connect(&mSignalTimer, &QTimer::timeout, this, &TapedeckWindow::checkSignal);
     mSinceLastFrame.start();
@@ -92,8 +96,9 @@ void TapedeckWindow::styleMonitor() {
     mUi->tallyLabel->setFont(tallyFont);
     QFont labelFont = font();
     labelFont.setPixelSize(11);
-    for (QLabel* label : {mUi->deviceTimeCodeLabel, mUi->elapsedTimeCodeLabel,
-                          mUi->remainingDiskTimeLabel, mUi->leftMeterLabel, mUi->rightMeterLabel}) {
+    for (QLabel* label :
+         {mUi->deviceTimeCodeLabel, mUi->elapsedTimeCodeLabel, mUi->remainingDiskTimeLabel,
+          mUi->leftMeterLabel, mUi->rightMeterLabel, mUi->lostFramesField}) {
         label->setFont(labelFont);
     }
 }
@@ -281,6 +286,7 @@ void TapedeckWindow::changeEvent(QEvent* event) {
         mUi->retranslateUi(this);
         setWindowTitle(mController.outlets().windowTitle.stringValue());
         showRecordingState();
+        showLosses();
     }
 }
 
@@ -304,6 +310,21 @@ void TapedeckWindow::showRecordingState() {
                               : mController.currentSelfContainedMoviePath();
     mUi->tallyDetailLabel->setText(isRecording ? QFileInfo(movie).completeBaseName() : QString());
     setWindowIcon(applicationIcon(QString::fromLatin1(tally.icon)));
+}
+
+void TapedeckWindow::showLosses() {
+    const qint64 frames = mController.lostFrames();
+    const qint64 messages = mController.problemMessages();
+    const bool isQuiet = frames == 0 && messages == 0;
+    mUi->lostFramesField->setText(
+        messages == 0
+            ? tr("%1 frames lost").arg(frames)
+            : tr("%1 frames lost, %2 problems on the way from the deck").arg(frames).arg(messages));
+    mUi->lostFramesField->setPalette(isQuiet ? mUi->monitorPanel->palette()
+                                             : paletteOf(kLossColor, Qt::white));
+    mUi->lostFramesField->setToolTip(isQuiet ? tr("Frames that the recording lacks")
+                                             : tr("What the recording lacks, by its time code:") +
+                                                   QLatin1Char('\n') + mController.losses());
 }
 
 void TapedeckWindow::checkSignal() {

@@ -49,6 +49,7 @@ private:
     void styleButtons();
     void showPreviewImage();
     void showRecordingState();
+    void showLosses();
     void checkSignal();
 
     CDVDeviceWindowController& mController;

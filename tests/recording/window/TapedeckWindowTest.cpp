@@ -53,6 +53,14 @@ TEST_F(TapedeckWindowTest, beginsStopped) {
     EXPECT_TRUE(isEnabled("recordingNameField"));
 }
 
+TEST_F(TapedeckWindowTest, showsLostFramesQuietlyWhileThereAreNone) {
+    openWindow();
+    const QLabel& field = control<QLabel>("lostFramesField");
+    EXPECT_EQ(field.text(), QStringLiteral("0 frames lost"));
+    EXPECT_EQ(field.palette().color(QPalette::Window),
+              control<QWidget>("monitorPanel").palette().color(QPalette::Window));
+}
+
 TEST_F(TapedeckWindowTest, recordsPausesAndStopsByItsButtons) {
     openWindow();
     click("recordButton");

@@ -1,0 +1,104 @@
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "display/TimeCodeRecord.h"
+
+namespace takebox {
+
+/// Why a recording lacks frames.
+enum class LossKind : std::uint8_t {
+    kNotReceived,  ///< the device or the bus told of frames that did not arrive
+    kWrongSize,    ///< arrived, but not as a whole frame
+    kRawFiles,     ///< the disk of the raw files was too slow, or they could not be made
+    kMovie,        ///< the disk of the self-contained movie was too slow
+    kBoth,         ///< the last two at once
+};
+
+/// Losses of one kind in a row.
+struct Loss {
+    LossKind kind = LossKind::kNotReceived;
+    TimeCodeRecord timeCode;   ///< of the first; of the last good frame for the first two kinds
+    std::uint32_t frames = 0;  ///< for kNotReceived: messages, for nobody knows how many frames
+};
+
+/// Counts what one recording receives, records and loses, as it happens.
+///
+/// Threads. The receive thread of the device counts: no allocation, lock or wait. Everything else
+/// may be asked on any thread and is up to date. Held by the device, its reports and whoever shows
+/// the counts.
+class RecordingTally {
+public:
+    /// Of further losses only the number is known.
+    static constexpr std::size_t kMaximumLosses = 100;
+
+    /// What the recording is to have.
+    RecordingTally(bool wantsRawFiles, bool wantsMovie)
+        : mWantsRawFiles(wantsRawFiles), mWantsMovie(wantsMovie) {}
+
+    // Receive thread
+    /// A frame was offered to the files. What is not wanted counts as kept.
+    void frameRecorded(std::int32_t timeCode, bool isInRawFiles, bool isInMovie);
+    void frameOfWrongSize(std::int32_t timeCode);
+    void problemMessage(std::int32_t timeCode);
+
+    /// Main thread: nothing is counted any more.
+    void end() { mHasEnded.store(true, std::memory_order_release); }
+
+    [[nodiscard]] bool wantsRawFiles() const { return mWantsRawFiles; }
+    [[nodiscard]] bool wantsMovie() const { return mWantsMovie; }
+    [[nodiscard]] bool hasEnded() const { return mHasEnded.load(std::memory_order_acquire); }
+    /// Whole frames that came while recording was on and not held.
+    [[nodiscard]] std::uint64_t receivedFrames() const { return mReceivedFrames; }
+    [[nodiscard]] std::uint64_t wrongSizeFrames() const { return mWrongSizeFrames; }
+    /// Times that the receiver told of missing or broken frames.
+    [[nodiscard]] std::uint64_t problemMessages() const { return mProblemMessages; }
+    /// Frames that came and that no longer fitted into what waits for a disk.
+    [[nodiscard]] std::uint64_t droppedFrames() const { return mDroppedFrames; }
+    [[nodiscard]] std::uint64_t droppedOfMovie() const { return mDroppedOfMovie; }
+    [[nodiscard]] TimeCodeRecord firstTimeCode() const {
+        return TimeCodeRecord::fromCounter(mFirstTimeCode);
+    }
+    [[nodiscard]] TimeCodeRecord lastTimeCode() const {
+        return TimeCodeRecord::fromCounter(mLastTimeCode);
+    }
+    /// The first kMaximumLosses, in their order.
+    [[nodiscard]] std::vector<Loss> losses() const;
+    /// Rows of losses that losses() has no room for.
+    [[nodiscard]] std::uint64_t furtherLosses() const { return mFurtherLosses; }
+
+private:
+    struct Entry {
+        std::atomic<LossKind> kind{LossKind::kNotReceived};
+        std::atomic<std::int32_t> timeCode{0};
+        std::atomic<std::uint32_t> frames{0};
+    };
+
+    void addLoss(LossKind kind, std::int32_t timeCode);
+
+    const bool mWantsRawFiles;
+    const bool mWantsMovie;
+
+    // Receive thread.
+    std::uint64_t mFrameOfLastLoss = 0;
+
+    // Each stands for itself.
+    std::atomic<std::uint64_t> mReceivedFrames{0};
+    std::atomic<std::uint64_t> mWrongSizeFrames{0};
+    std::atomic<std::uint64_t> mProblemMessages{0};
+    std::atomic<std::uint64_t> mDroppedFrames{0};
+    std::atomic<std::uint64_t> mDroppedOfMovie{0};
+    std::atomic<std::uint64_t> mFurtherLosses{0};
+    std::atomic<std::int32_t> mFirstTimeCode{0};
+    std::atomic<std::int32_t> mLastTimeCode{0};
+    std::atomic<bool> mHasEnded{false};
+
+    std::array<Entry, kMaximumLosses> mLosses;
+    std::atomic<std::size_t> mLossCount{0};  // release: publishes the entries below it
+};
+
+}  // namespace takebox

@@ -1,0 +1,63 @@
+#include "recording/RecordingJournal.h"
+
+#include <utility>
+
+#include "platform/log/Log.h"
+
+namespace takebox {
+namespace {
+
+constexpr double kInterval = 0.5;  // seconds
+
+}  // namespace
+
+RecordingJournal::RecordingJournal(Clock& clock) : mClock(clock) {}
+
+RecordingJournal::~RecordingJournal() {
+    mClock.cancel(mTimer);
+}
+
+void RecordingJournal::follow(const QString& deviceName, const RecordingReport& report,
+                              RecordingNote note) {
+    mEntries.push_back({deviceName, report, OpenRecording::begin(std::move(note))});
+    if (mTimer == 0) {
+        mTimer = mClock.callEvery(kInterval, [this] { endFinishedRecordings(); });
+    }
+}
+
+void RecordingJournal::endFinishedRecordings() {
+    std::erase_if(mEntries, [](Entry& entry) {
+        if (!entry.report.isFinal()) {
+            return false;
+        }
+        writeToLog(entry);
+        entry.note->end();
+        return true;
+    });
+    if (mEntries.empty()) {
+        mClock.cancel(mTimer);
+        mTimer = 0;
+    }
+}
+
+void RecordingJournal::writeToLog(Entry& entry) {
+    entry.report.update();
+    const QByteArray device = entry.deviceName.toUtf8();
+    const std::uint64_t received = entry.report.frames + entry.report.inconsistentFrames;
+    const std::uint64_t lost = entry.report.lostFrames() + entry.report.inconsistentFrames;
+    logMessage(
+        "%s: recording ended, %llu frames received, %llu recorded, %llu lost, %llu problem "
+        "messages",
+        device.constData(), static_cast<unsigned long long>(received),
+        static_cast<unsigned long long>(received - std::min(received, lost)),
+        static_cast<unsigned long long>(lost),
+        static_cast<unsigned long long>(entry.report.problems));
+    for (const QString& line : entry.report.lossesByTimeCode()) {
+        logMessage("%s: lost at %s", device.constData(), line.toUtf8().constData());
+    }
+    for (const QString& loss : entry.report.losses()) {
+        logMessage("%s: LOST: %s", device.constData(), loss.toUtf8().constData());
+    }
+}
+
+}  // namespace takebox

@@ -1,0 +1,86 @@
+#include "capture/RecordingTally.h"
+
+#include <gtest/gtest.h>
+
+#include "capture/RecordingReport.h"
+
+namespace takebox {
+namespace {
+
+std::int32_t at(std::uint8_t frame) {
+    return TimeCodeRecord{1, 2, 3, frame}.counter();
+}
+
+TEST(RecordingTallyTest, CountsWhatIsReceivedAndWhatIsDropped) {
+    RecordingTally tally(true, true);
+    tally.frameRecorded(at(0), true, true);
+    tally.frameRecorded(at(1), false, true);
+    tally.frameRecorded(at(2), true, false);
+    tally.frameRecorded(at(3), false, false);
+    EXPECT_EQ(tally.receivedFrames(), 4U);
+    EXPECT_EQ(tally.droppedFrames(), 3U);
+    EXPECT_EQ(tally.droppedOfMovie(), 2U);
+    EXPECT_EQ(tally.firstTimeCode(), (TimeCodeRecord{1, 2, 3, 0}));
+    EXPECT_EQ(tally.lastTimeCode(), (TimeCodeRecord{1, 2, 3, 3}));
+    const std::vector<Loss> losses = tally.losses();
+    ASSERT_EQ(losses.size(), 3U);
+    EXPECT_EQ(losses[0].kind, LossKind::kRawFiles);
+    EXPECT_EQ(losses[1].kind, LossKind::kMovie);
+    EXPECT_EQ(losses[2].kind, LossKind::kBoth);
+    EXPECT_EQ(losses[2].timeCode, (TimeCodeRecord{1, 2, 3, 3}));
+}
+
+TEST(RecordingTallyTest, WhatIsNotWantedIsNotMissing) {
+    RecordingTally tally(false, true);
+    tally.frameRecorded(at(0), false, true);
+    EXPECT_EQ(tally.droppedFrames(), 0U);
+    EXPECT_TRUE(tally.losses().empty());
+}
+
+TEST(RecordingTallyTest, LossesInARowAreOneEntryWithTheFirstTimeCode) {
+    RecordingTally tally(true, false);
+    for (std::uint8_t frame = 0; frame < 10; ++frame) {
+        tally.frameRecorded(at(frame), frame < 3 || frame == 7, false);
+    }
+    const std::vector<Loss> losses = tally.losses();
+    ASSERT_EQ(losses.size(), 2U);
+    EXPECT_EQ(losses[0].timeCode, (TimeCodeRecord{1, 2, 3, 3}));
+    EXPECT_EQ(losses[0].frames, 4U);
+    EXPECT_EQ(losses[1].timeCode, (TimeCodeRecord{1, 2, 3, 8}));
+    EXPECT_EQ(losses[1].frames, 2U);
+}
+
+TEST(RecordingTallyTest, TheListIsBoundedAndTheRestIsCounted) {
+    RecordingTally tally(true, false);
+    const std::size_t rows = RecordingTally::kMaximumLosses + 7;
+    for (std::size_t i = 0; i < rows; ++i) {
+        tally.frameRecorded(at(0), false, false);
+        tally.frameRecorded(at(0), true, false);
+    }
+    EXPECT_EQ(tally.losses().size(), RecordingTally::kMaximumLosses);
+    EXPECT_EQ(tally.furtherLosses(), 7U);
+    EXPECT_EQ(tally.droppedFrames(), rows);
+}
+
+TEST(RecordingTallyTest, AReportNamesLossesByTheirTimeCode) {
+    const auto tally = std::make_shared<RecordingTally>(true, true);
+    tally->frameRecorded(at(4), false, true);
+    tally->problemMessage(at(4));
+    tally->frameOfWrongSize(at(5));
+    RecordingReport report;
+    report.tally = tally;
+    report.update();
+    EXPECT_EQ(report.frames, 1U);
+    EXPECT_EQ(report.problems, 1U);
+    EXPECT_EQ(report.inconsistentFrames, 1U);
+    EXPECT_EQ(report.lostFrames(), 1U);
+    const QStringList lines = report.lossesByTimeCode();
+    ASSERT_EQ(lines.size(), 3);
+    EXPECT_EQ(lines[0], QStringLiteral("01:02:03:04 frames missing in the raw files: 1"));
+    EXPECT_FALSE(report.isFinal());
+    tally->end();
+    EXPECT_TRUE(report.isFinal());
+}
+
+}  // namespace
+}  // namespace takebox

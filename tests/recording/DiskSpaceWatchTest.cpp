@@ -1,0 +1,44 @@
+#include "recording/DiskSpaceWatch.h"
+
+#include <gtest/gtest.h>
+
+#include <QDir>
+#include <QStorageInfo>
+
+namespace takebox {
+namespace {
+
+const QString kDeck = QStringLiteral("Studio A");
+
+TEST(DiskSpaceWatchTest, WarnsOnceBelowThePresetTimeAndOnceAtFiveMinutes) {
+    DiskSpaceWatch watch;
+    EXPECT_FALSE(watch.check(3601, 3600, kDeck));
+    const auto first = watch.check(3599, 3600, kDeck);
+    ASSERT_TRUE(first);
+    EXPECT_TRUE(first->message.contains(kDeck));
+    EXPECT_TRUE(first->message.contains(QStringLiteral("59:59")));
+    EXPECT_FALSE(watch.check(3000, 3600, kDeck));
+    EXPECT_TRUE(watch.check(299, 3600, kDeck));
+    EXPECT_FALSE(watch.check(10, 3600, kDeck));
+}
+
+TEST(DiskSpaceWatchTest, WarnsAgainWhenThereWasRoomInBetween) {
+    DiskSpaceWatch watch;
+    EXPECT_TRUE(watch.check(299, 60, kDeck));
+    EXPECT_FALSE(watch.check(301, 60, kDeck));
+    EXPECT_TRUE(watch.check(299, 60, kDeck));
+    watch.reset();
+    EXPECT_TRUE(watch.check(299, 60, kDeck));
+}
+
+TEST(DiskSpaceWatchTest, FoldersOnOneDiskShareItsRoom) {
+    const QString folder = QDir::tempPath();
+    const auto one = secondsUntilFull({folder}, 1e6);
+    const auto two = secondsUntilFull({folder, folder}, 1e6);
+    ASSERT_TRUE(one && two);
+    EXPECT_NEAR(*two / *one, 0.5, 0.1);
+    EXPECT_FALSE(secondsUntilFull({QString()}, 1e6));
+}
+
+}  // namespace
+}  // namespace takebox
