@@ -13,6 +13,7 @@ import fcntl
 import os
 import re
 import shutil
+import subprocess
 import sys
 import tempfile
 import threading
@@ -33,6 +34,12 @@ def resident(pid):
     """Kilobytes of memory in use."""
     with open(f"/proc/{pid}/status", encoding="ascii") as file:
         return int(re.search(r"VmRSS:\s+(\d+)", file.read())[1])
+
+
+def born(path):
+    """When a file was made."""
+    done = subprocess.run(["stat", "-c", "%W", path], capture_output=True, check=False)
+    return float(done.stdout or 0)  # 0 where the file system does not know
 
 
 def is_being_recorded(path):
@@ -56,7 +63,6 @@ class Soak:
         self.next_name = 0
         self.expected_jumps = collections.defaultdict(list)  # times, by deck
         self.problems = collections.defaultdict(list)  # times at which a deck told of missing frames
-        self.first_seen = {}
         self.checked = collections.Counter()
         self.failures = []
         self.tapes = {standard: Tape(os.path.join(self.folder, standard + ".dv"), standard, 20)
@@ -162,18 +168,16 @@ class Soak:
             problems = any(since <= at <= until for at in self.problems[index])
         return sys.maxsize if problems else pauses
 
-    def see(self):
-        """Notes when each file came into being, and looks at the decks' counts of problems."""
-        now = time.time()
-        for index in range(self.decks):
-            for folder, _, names in os.walk(self.takes(index)):
-                for name in names:
-                    self.first_seen.setdefault(os.path.join(folder, name), now - 3)
-        if self.program.is_running() and not self.is_over.is_set():
+    def watch_problems(self):
+        """Notes when a deck tells of missing frames, until the soak is over. A thread of its own:
+        checking can take longer than the recording that it would explain."""
+        client = self.program.connect()
+        while not self.is_over.wait(0.5):
             for index in range(self.decks):
-                if self.program.ask(f"DROPPEDFRAMES {index + 1}") not in ("0", ""):
+                if client.ask(f"DROPPEDFRAMES {index + 1}") not in ("0", ""):
                     with self.lock:
-                        self.problems[index].append(now)
+                        self.problems[index].append(time.time())
+        client.close()
 
     def check_finished(self):
         for index in range(self.decks):
@@ -229,7 +233,7 @@ class Soak:
         self.checked["jumps"] += jumps
         for fault in recorded.faults:
             self.fail(f"{path}: {fault}")
-        allowed = self.allowed_jumps(index, path, self.first_seen.get(path, 0))
+        allowed = self.allowed_jumps(index, path, born(path) - 1)
         if jumps > allowed:
             self.fail(f"{path}: {jumps} jumps in {len(recorded.numbers)} frames, {allowed} "
                       "explained")
@@ -243,6 +247,7 @@ class Soak:
             sides.append(Windows(self, 4, 3.0))
         for side in sides:
             side.start()
+        threading.Thread(target=self.watch_problems, daemon=True).start()
         begin = time.monotonic()
         after_first_minute = None
         next_line = 0
@@ -251,7 +256,6 @@ class Soak:
             if not self.program.is_running():
                 self.fail(f"the program ended:\n{self.program.log()[-2000:]}")
                 break
-            self.see()
             elapsed = time.monotonic() - begin
             if int(elapsed) % 5 == 0:
                 self.check_finished()
@@ -275,7 +279,6 @@ class Soak:
             if status != 0:
                 self.fail(f"the program ended with {status}")
         time.sleep(SETTLED + 1)
-        self.see()
         self.check_finished()
         left = [name for index in range(self.decks) for _, _, names in os.walk(self.takes(index))
                 for name in names if not name.endswith(".ref")]
