@@ -1310,7 +1310,7 @@ Was auf dem Datenträger angekommen ist, kann zu vollständigen Filmen gemacht w
     </message>
     <message>
         <source>&amp;Close</source>
-        <translation type="unfinished">S&amp;chließen</translation>
+        <translation>S&amp;chließen</translation>
     </message>
 </context>
 <context>
