@@ -148,6 +148,65 @@ TEST_F(FirewireDevices, aCamcorderSwitchedFromHDVToDVBecomesUsable) {
     EXPECT_TRUE(waitUntil([&] { return device->isDVTapeDevice(); }));
 }
 
+TEST_F(FirewireDevices, theStreamTellsTheModeOfOneThatDidNotSay) {
+    firewire(deck(kDeckA, "answers=no silent=yes source=ntsc:5"));
+    startBackend();
+    auto* const device = waitForDevice(kGuidA);
+    ASSERT_NE(device, nullptr);
+    EXPECT_EQ(device->dvMode(), 0x80);
+    Capture capture(*device);
+    ASSERT_EQ(capture.start(), 0);
+    const int before = notifications();
+    firewire("set " + std::string(kDeckA) + " silent=no");
+    EXPECT_TRUE(waitUntil([&] { return device->dvMode() == 0x00; }));
+    EXPECT_GT(notifications(), before);
+    firewire("set " + std::string(kDeckA) + " source=pal:5");
+    EXPECT_TRUE(waitUntil([&] { return device->dvMode() == 0x80; }));
+}
+
+TEST_F(FirewireDevices, theStreamIsBelievedWhateverTheDeviceAnswers) {
+    firewire(deck(kDeckA, "source=ntsc:5"));
+    startBackend();
+    auto* const device = waitForDevice(kGuidA);
+    ASSERT_NE(device, nullptr);
+    Capture capture(*device);
+    ASSERT_EQ(capture.start(), 0);
+    EXPECT_TRUE(waitUntil([&] { return capture.frameCount() > 10; }));
+    firewire("set " + std::string(kDeckA) + " says=pal");
+    firewire("change " + std::string(kDeckA));
+    EXPECT_TRUE(waitUntil([&] { return log.containsText("sends DV, 525/60"); }));
+    EXPECT_EQ(device->dvMode(), 0x00);
+}
+
+TEST_F(FirewireDevices, aSignalInTheStreamThatCannotBeRecordedClearsBothFlags) {
+    firewire(deck(kDeckA, "silent=yes"));
+    startBackend();
+    auto* const device = waitForDevice(kGuidA);
+    ASSERT_NE(device, nullptr);
+    Capture capture(*device);
+    ASSERT_EQ(capture.start(), 0);
+    EXPECT_TRUE(device->isDVTapeDevice());
+    firewire("set " + std::string(kDeckA) + " format=sdl silent=no");
+    EXPECT_TRUE(waitUntil([&] { return !device->isDVTapeDevice() && !device->isDVConverter(); }));
+    EXPECT_TRUE(log.containsText("does not send DV at 25 Mbit/s"));
+}
+
+TEST_F(FirewireDevices, aTapeThatGoesOverToAnotherFormatKeepsItsDevice) {
+    firewire(deck(kDeckA));
+    startBackend();
+    auto* const device = waitForDevice(kGuidA);
+    ASSERT_NE(device, nullptr);
+    Capture capture(*device);
+    ASSERT_EQ(capture.start(), 0);
+    EXPECT_TRUE(waitUntil([&] { return capture.frameCount() > 2; }));
+    firewire("set " + std::string(kDeckA) + " format=hdv");
+    EXPECT_TRUE(waitUntil([&] { return log.containsText("nothing can be recorded"); }));
+    const std::size_t reached = capture.frameCount();
+    firewire("set " + std::string(kDeckA) + " format=dv");
+    EXPECT_TRUE(waitUntil([&] { return capture.frameCount() > reached + 2; }));
+    EXPECT_TRUE(device->isDVTapeDevice());
+}
+
 TEST_F(FirewireDevices, oneThatGoesAndComesBackKeepsItsRecord) {
     firewire(deck(kDeckA));
     startBackend();
@@ -194,6 +253,19 @@ TEST_F(FirewireDevices, withoutPermissionItIsShownAndTheLogSaysWhatToDo) {
     Capture capture(*device);
     ASSERT_EQ(capture.start(), 0);
     EXPECT_TRUE(waitUntil([&] { return capture.frameCount() > 2; }));
+}
+
+TEST_F(FirewireDevices, isAskedAsSoonAsThereIsPermission) {
+    firewire(deck(kDeckA, "access=no source=ntsc:5"));
+    startBackend();
+    auto* const device = waitForDevice(kGuidA);
+    ASSERT_NE(device, nullptr);
+    EXPECT_TRUE(waitUntil([&] { return log.containsText("No permission"); }));
+    EXPECT_EQ(device->dvMode(), 0x80);
+    const int before = notifications();
+    firewire("set " + std::string(kDeckA) + " access=yes");  // of which the system tells nothing
+    EXPECT_TRUE(waitUntil([&] { return device->dvMode() == 0x00; }));
+    EXPECT_GT(notifications(), before);
 }
 
 TEST_F(FirewireDevices, isOpenedByOneUserAtATime) {

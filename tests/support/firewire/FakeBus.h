@@ -69,6 +69,7 @@ struct DeckSettings {
     std::string source = "pal:50";     ///< pal:N or ntsc:N frames made up, or a file; repeated
     double speed = 1;
     long frames = -1;                 ///< then only empty packets come; -1: no end
+    std::string says = "truth";       ///< pal or ntsc: the video system that it answers with
     bool tape = true;                 ///< has a tape subunit
     bool roll = false;                ///< sends only while the tape plays
     bool broadcast = false;           ///< sends on channel 63 on its own

@@ -49,28 +49,29 @@ constexpr auto kApply =
     [](DeckSettings& settings, std::string_view value) { return parse(value, settings.*field); };
 
 constexpr Setting kSettings[] = {
-    {"card", kApply<&DeckSettings::card>},
-    {"vendor", kApply<&DeckSettings::vendor>},
-    {"model", kApply<&DeckSettings::model>},
-    {"names", kApply<&DeckSettings::names>},
-    {"units", kApply<&DeckSettings::units>},
-    {"format", kApply<&DeckSettings::format>},
-    {"speed", kApply<&DeckSettings::speed>},
-    {"frames", kApply<&DeckSettings::frames>},
-    {"tape", kApply<&DeckSettings::tape>},
-    {"roll", kApply<&DeckSettings::roll>},
-    {"broadcast", kApply<&DeckSettings::broadcast>},
-    {"patient", kApply<&DeckSettings::patient>},
-    {"plugs", kApply<&DeckSettings::plugs>},
-    {"silent", kApply<&DeckSettings::silent>},
-    {"keep", kApply<&DeckSettings::keep>},
-    {"sid", kApply<&DeckSettings::sid>},
-    {"answers", kApply<&DeckSettings::answers>},
-    {"commands", kApply<&DeckSettings::commands>},
-    {"late", kApply<&DeckSettings::late>},
-    {"access", kApply<&DeckSettings::access>},
-    {"fw", kApply<&DeckSettings::fw>},
+    {"card", kApply<&DeckSettings::card>},         {"vendor", kApply<&DeckSettings::vendor>},
+    {"model", kApply<&DeckSettings::model>},       {"names", kApply<&DeckSettings::names>},
+    {"units", kApply<&DeckSettings::units>},       {"format", kApply<&DeckSettings::format>},
+    {"speed", kApply<&DeckSettings::speed>},       {"frames", kApply<&DeckSettings::frames>},
+    {"says", kApply<&DeckSettings::says>},         {"tape", kApply<&DeckSettings::tape>},
+    {"roll", kApply<&DeckSettings::roll>},         {"broadcast", kApply<&DeckSettings::broadcast>},
+    {"patient", kApply<&DeckSettings::patient>},   {"plugs", kApply<&DeckSettings::plugs>},
+    {"silent", kApply<&DeckSettings::silent>},     {"keep", kApply<&DeckSettings::keep>},
+    {"sid", kApply<&DeckSettings::sid>},           {"answers", kApply<&DeckSettings::answers>},
+    {"commands", kApply<&DeckSettings::commands>}, {"late", kApply<&DeckSettings::late>},
+    {"access", kApply<&DeckSettings::access>},     {"fw", kApply<&DeckSettings::fw>},
 };
+
+/// What the packets say of their format, in the words of the setting.
+void setFormat(const std::string& format, std::uint8_t* packet) {
+    constexpr std::uint8_t kTransportStream = 0xA0;
+    constexpr std::uint8_t kSignalTypeSDL = 0x04;
+    if (format == "hdv") {
+        packet[4] = kTransportStream;
+    } else if (format == "sdl") {
+        packet[5] |= kSignalTypeSDL;
+    }
+}
 
 }  // namespace
 
@@ -150,7 +151,9 @@ void FakeBus::answerCommand(std::uint64_t guid, std::vector<std::uint8_t> frame,
     }
     Deck& deck = *node->deck;
     frame[0] = code;
-    const std::uint8_t system = deck.isPAL() ? 0x80 : 0x00;
+    const auto& says = deck.settings.says;
+    const bool saysPAL = says == "truth" ? deck.isPAL() : says == "pal";
+    const std::uint8_t system = saysPAL ? 0x80 : 0x00;
     if (code == 0x0C && frame[2] == 0x18) {
         frame[4] = deck.settings.format == "hdv" ? 0xA0 : 0x80;
         frame[5] = static_cast<std::uint8_t>(system | (deck.settings.format == "sdl" ? 0x04 : 0));
@@ -269,6 +272,7 @@ bool FakeBus::sendCycle(Node& node, Client* receiver, Time now) {
         if (receiver != nullptr) {
             std::uint8_t header[8];
             takebox::test::fillHeader(header, id, deck.dbc, deck.isPAL());
+            setFormat(deck.settings.format, header);
             deliver(*receiver, header, sizeof header, deck.cycle);
         }
     } else {
@@ -276,8 +280,9 @@ bool FakeBus::sendCycle(Node& node, Client* receiver, Time now) {
         if (receiver != nullptr && deck.dropped.erase(deck.packet) == 0) {
             const auto& frame =
                 deck.source[deck.packet / deck.packetsPerFrame() % deck.source.size()];
-            const auto packet = takebox::test::makePacket(
+            auto packet = takebox::test::makePacket(
                 frame, static_cast<int>(deck.packet % deck.packetsPerFrame()), id, deck.dbc);
+            setFormat(deck.settings.format, packet.data());
             deliver(*receiver, packet.data(), packet.size(), deck.cycle);
         }
         ++deck.packet;

@@ -51,6 +51,10 @@ void DeviceWorker::post(Job job) {
         const std::lock_guard lock(mMutex);
         mJobs.push_back(std::move(job));
     }
+    wake();
+}
+
+void DeviceWorker::wake() const {
     const std::uint64_t one = 1;
     [[maybe_unused]] const ssize_t ignored = write(mWake.get(), &one, sizeof one);
 }
@@ -128,6 +132,7 @@ void DeviceWorker::run(const std::stop_token& stop) {
             waitForWork();
         }
         handleNews();
+        passOnSeenSignal();
         checkStream();
     }
     // What the thread alone has used ends with it.
@@ -175,6 +180,9 @@ void DeviceWorker::ask(ProbeHints hints) {
     if (mOpenError != 0 || mWatch.isOpen()) {
         mMain->post([this, result] { mEvents.probed(result); });
     }
+    if (mLink) {
+        mLink->askForSignal();
+    }
 }
 
 void DeviceWorker::handleNews() {
@@ -196,6 +204,13 @@ void DeviceWorker::handleNews() {
             mMain->post([this, number] { mEvents.gone(number); });
             break;
         }
+    }
+}
+
+void DeviceWorker::passOnSeenSignal() {
+    const SeenSignal signal = mLink ? mLink->takeSeenSignal() : SeenSignal{};
+    if (signal.isNews) {
+        mMain->post([this, signal] { mEvents.signalSeen(signal); });
     }
 }
 

@@ -27,6 +27,8 @@ public:
     struct Events {
         std::function<void(const ProbeResult&)> probed;
         std::function<void(int number)> gone;  ///< N of the /dev/fwN that ended
+        /// What the stream shows, when it is another signal than before or the device was asked.
+        std::function<void(const SeenSignal&)> signalSeen;
     };
 
     DeviceWorker(std::shared_ptr<MainThreadQueue> main, Events events);
@@ -43,6 +45,9 @@ public:
     void startStream(std::shared_ptr<StreamLink> link);
     /// Does nothing when another stream has been started since.
     void stopStream(const std::shared_ptr<StreamLink>& link);
+
+    /// Lets the thread look at what the stream has to tell. Any thread; never waits.
+    void wake() const;
 
     void sendTapeCommand(std::uint8_t opcode, std::uint8_t operand, TapeResultProc result);
 
@@ -63,6 +68,7 @@ private:
     void open(int number);
     void ask(ProbeHints hints);
     void handleNews();
+    void passOnSeenSignal();
     void forgetDevice();
     void connectStream(bool isReconnection);
     void publishTarget();

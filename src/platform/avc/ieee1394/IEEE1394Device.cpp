@@ -1,6 +1,5 @@
 #include "platform/avc/ieee1394/IEEE1394Device.h"
 
-#include <QTimer>
 #include <cerrno>
 #include <utility>
 
@@ -11,7 +10,12 @@
 namespace takebox::avc {
 namespace {
 
-constexpr int kShowAfter = 1500;  // ms: a device that is slow to answer is shown meanwhile
+constexpr int kShowAfter = 1500;    // ms: a device that is slow to answer is shown meanwhile
+constexpr int kAccessCheck = 1000;  // ms
+
+bool isRefusal(int error) {
+    return error == EACCES || error == EPERM;
+}
 
 }  // namespace
 
@@ -21,12 +25,17 @@ IEEE1394Device::IEEE1394Device(std::uint64_t guid, std::shared_ptr<MainThreadQue
       mMain(std::move(main)),
       mChanged(std::move(changed)),
       mWorker(mMain, {[this](const ProbeResult& result) { probed(result); },
-                      [this](int number) { nodeRemoved(number); }}) {}
+                      [this](int number) { nodeRemoved(number); },
+                      [this](const SeenSignal& signal) { signalSeen(signal); }}) {
+    mAccessTimer.setInterval(kAccessCheck);
+    QObject::connect(&mAccessTimer, &QTimer::timeout, &mTimerContext, [this] { tryAccessAgain(); });
+}
 
 IEEE1394Device::~IEEE1394Device() = default;
 
 void IEEE1394Device::shutDown() {
     mWorker.stop();
+    mAccessTimer.stop();
     mIsPresent = false;
     setAttached(false);
 }
@@ -113,16 +122,45 @@ void IEEE1394Device::probed(const ProbeResult& result) {
         return;
     }
     logAccess(result.error);
+    const bool isNew = !isAttached() || mLastAccess != 0;
     mLastAccess = result.error;
+    if (!isRefusal(result.error)) {
+        mAccessTimer.stop();
+    } else if (!mAccessTimer.isActive()) {
+        mAccessTimer.start();
+    }
     mIsProbed = mIsProbed || result.error == 0;
     setDVCapabilities(result.isDVTapeDevice, result.isDVConverter);
     setDVMode(result.dvMode);
     if (!result.isDVTapeDevice && !result.isDVConverter) {
         logMessage("%s does not send DV at 25 Mbit/s and cannot be recorded", deviceName());
-    } else if (result.error == 0 && !isAttached()) {
+    } else if (result.error == 0 && isNew) {
         logMessage("FireWire: %s, %016llx, %s, %s", deviceName(),
                    static_cast<unsigned long long>(guid()),
                    result.isDVTapeDevice ? "tape device" : "converter", signalName(dvMode()));
+    }
+    show();
+}
+
+/// Nobody tells when a user is let in to a device, at his login for one.
+void IEEE1394Device::tryAccessAgain() {
+    NodeWatch file;
+    if (mIsPresent && !isRefusal(file.open(mNode.number))) {
+        mWorker.probe(mNode.name, hints());
+    }
+}
+
+void IEEE1394Device::signalSeen(const SeenSignal& signal) {
+    const bool isKnown = signal.isDV25 && signal.dvMode == dvMode();
+    if (!mIsPresent || isKnown) {
+        return;
+    }
+    if (signal.isDV25) {
+        setDVMode(signal.dvMode);
+        mIsProbed = true;
+        logMessage("FireWire: %s sends %s", deviceName(), signalName(dvMode()));
+    } else {
+        setDVCapabilities(false, false);
     }
     show();
 }
@@ -131,7 +169,7 @@ void IEEE1394Device::logAccess(int error) const {
     if (error == 0 || error == mLastAccess) {
         return;
     }
-    if (error == EACCES || error == EPERM) {
+    if (isRefusal(error)) {
         logMessage(
             "No permission to use %s (/dev/fw%d). Add yourself to the group video or "
             "install the udev rule.",
@@ -155,6 +193,7 @@ void IEEE1394Device::nodeRemoved(int number) {
 
 void IEEE1394Device::goAway() {
     mIsPresent = false;
+    mAccessTimer.stop();
     if (!isAttached()) {
         return;
     }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QObject>
+#include <QTimer>
 #include <functional>
 #include <memory>
 
@@ -35,6 +36,8 @@ public:
 
 private:
     void probed(const ProbeResult& result);
+    void signalSeen(const SeenSignal& signal);
+    void tryAccessAgain();
     void show();
     void goAway();
     [[nodiscard]] ProbeHints hints() const;
@@ -50,6 +53,7 @@ private:
     AVCDeviceMessageProc mMessageProc = nullptr;
     void* mRefCon = nullptr;
     QObject mTimerContext;
+    QTimer mAccessTimer;  ///< runs while there is no permission to use the device
     DeviceWorker mWorker;
 };
 

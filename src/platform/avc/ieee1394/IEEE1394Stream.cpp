@@ -20,6 +20,10 @@ constexpr std::int64_t kDeadAfter = 60;      // ms without data on a handle with
 constexpr int kPollTimeout = 100;            // ms
 constexpr std::uint32_t kForeignMax = 8000;  // packets: one second
 constexpr std::uint32_t kNotDVMax = 1000;
+constexpr int kOtherModeMin = 5;  // frames: a damaged one says nothing of the signal
+constexpr std::uint32_t kFrameSizePAL = 144000;
+constexpr std::uint8_t kSystem50 = 0x80;
+constexpr std::uint8_t kSignalTypeMask = 0x7C;
 // Packets between two interrupts. The kernel drops the headers of more than 512; and what came
 // since the last interrupt is out of reach when a device falls silent, so the interval is short: 5
 // ms.
@@ -81,6 +85,9 @@ void IEEE1394Stream::receive(const std::stop_token& stop) {
     mLastData = 0;
     mIsSilenceTold = false;
     mIsRestarted = false;
+    mMode = kNoMode;
+    mOtherMode = 0;
+    mHasFrames = false;
     while (!stop.stop_requested()) {
         mNow = monotonicMilliseconds();
         followTarget();
@@ -229,6 +236,10 @@ void IEEE1394Stream::isoPacket(std::span<const std::uint8_t> packet, unsigned cy
                 mIsFormatTold = true;
                 logFromReceiveThread("%s does not send DV at 25 Mbit/s: nothing can be recorded",
                                      mName.c_str());
+                // A tape that goes over to another format may come back to DV.
+                if (!mHasFrames) {
+                    tellSignal({.isNews = true, .isDV25 = false});
+                }
             }
             break;
     }
@@ -269,9 +280,35 @@ void IEEE1394Stream::dataArrived() {
 }
 
 void IEEE1394Stream::frame(std::uint32_t message, const std::uint8_t* data, std::uint32_t length) {
+    if (message == kFrameReceived) {
+        lookAtSignal(length);
+    }
     if (mParameters.frameProc != nullptr) {
         mParameters.frameProc(message, data, length, mParameters.frameRefCon);
     }
+}
+
+/// The frames tell the video system better than the device, which may not have been asked, or have
+/// answered before its tape or its switch was changed.
+void IEEE1394Stream::lookAtSignal(std::uint32_t frameLength) {
+    mHasFrames = true;
+    if (mLink->takeSignalQuestion()) {
+        mMode = kNoMode;
+    }
+    const int signalType = mAssembler.signal() & kSignalTypeMask;
+    const auto mode =
+        static_cast<std::uint8_t>(signalType | (frameLength == kFrameSizePAL ? kSystem50 : 0));
+    mOtherMode = mode == mMode ? 0 : mOtherMode + 1;
+    if (mOtherMode == kOtherModeMin) {
+        mMode = mode;
+        mOtherMode = 0;
+        tellSignal({.isNews = true, .isDV25 = true, .dvMode = mode});
+    }
+}
+
+void IEEE1394Stream::tellSignal(const SeenSignal& signal) {
+    mLink->setSeenSignal(signal);
+    mWorker.wake();
 }
 
 void IEEE1394Stream::overrun(std::uint32_t cyclesLost) {

@@ -41,9 +41,13 @@ private:
     [[nodiscard]] DVFrameAssembler::Packet foreignPacket(std::span<const std::uint8_t> packet,
                                                          unsigned cycle);
     void dataArrived();
+    void lookAtSignal(std::uint32_t frameLength);
+    void tellSignal(const SeenSignal& signal);
     void frame(std::uint32_t message, const std::uint8_t* data, std::uint32_t length) override;
     void overrun(std::uint32_t cyclesLost) override;
     void tell(std::uint32_t message, std::uint32_t parameter1, std::uint32_t parameter2);
+
+    static constexpr int kNoMode = -1;
 
     DeviceWorker& mWorker;
     const AVCDevice& mDevice;  ///< main thread only
@@ -64,6 +68,9 @@ private:
     std::uint64_t mOverrunCycles = 0;  ///< in all
     std::uint32_t mForeignOnly = 0;    ///< packets of other senders since the last own one
     std::uint32_t mNotDV = 0;          ///< packets of another format since the last DV one
+    int mMode = kNoMode;               ///< that has been told
+    int mOtherMode = 0;                ///< frames of another mode in succession
+    bool mHasFrames = false;           ///< whole ones have come
     bool mHasData = false;             ///< in this turn
     bool mHasAsked = false;            ///< for the node number, in this turn
     bool mIsSilenceTold = false;       ///< the gap under way is counted

@@ -31,6 +31,14 @@ struct StreamTarget {
     bool operator==(const StreamTarget&) const = default;
 };
 
+/// What a stream shows of its sender's signal. Fits one atomic word.
+struct SeenSignal {
+    bool isNews = false;
+    bool isDV25 = false;      ///< else nothing of it can be recorded
+    std::uint8_t dvMode = 0;  ///< with isDV25
+    std::uint8_t reserved = 0;
+};
+
 /// What a device's control thread and the receive thread of its stream tell each other. Shared by
 /// both; neither ever waits for the other.
 class StreamLink {
@@ -53,6 +61,23 @@ public:
         return mLastData.load(std::memory_order_relaxed);
     }
 
+    /// Receive thread: the signal is another one than before, or has been asked for.
+    void setSeenSignal(const SeenSignal& signal) {
+        mSeenSignal.store(signal, std::memory_order_relaxed);
+    }
+    /// Control thread: each piece of news once.
+    [[nodiscard]] SeenSignal takeSeenSignal() {
+        return mSeenSignal.exchange(SeenSignal{}, std::memory_order_relaxed);
+    }
+
+    /// Control thread: what the device says may have changed; its stream is to tell what it shows.
+    void askForSignal() { mIsSignalAsked.store(true, std::memory_order_relaxed); }
+    /// Receive thread.
+    [[nodiscard]] bool takeSignalQuestion() {
+        return mIsSignalAsked.load(std::memory_order_relaxed) &&
+               mIsSignalAsked.exchange(false, std::memory_order_relaxed);
+    }
+
     /// Ends the receive thread's wait; it looks at its target then.
     void wake() const {
         const std::uint64_t one = 1;
@@ -67,10 +92,13 @@ public:
 private:
     std::atomic<StreamTarget> mTarget{StreamTarget{}};
     std::atomic<std::int64_t> mLastData{0};
+    std::atomic<SeenSignal> mSeenSignal{SeenSignal{}};
+    std::atomic<bool> mIsSignalAsked{false};
     FileDescriptor mWake;
 
     static_assert(sizeof(StreamTarget) == sizeof(std::uint64_t) &&
                   std::atomic<StreamTarget>::is_always_lock_free);
+    static_assert(std::atomic<SeenSignal>::is_always_lock_free);
 };
 
 }  // namespace takebox::avc
