@@ -33,6 +33,12 @@ bool hasDVCapability(const avc::AVCDevice& device) {
     return device.isDVTapeDevice() || device.isDVConverter();
 }
 
+DVStandard standardOf(const avc::AVCDevice& device) {
+    const bool isNTSC =
+        std::find(kNTSCModes.begin(), kNTSCModes.end(), device.dvMode()) != kNTSCModes.end();
+    return isNTSC ? kStandardNTSC : kStandardPAL;
+}
+
 void printStartError(int error) {
     printMessage("Error %d(0x%x) in DVStartRecording\n", error, static_cast<unsigned>(error));
 }
@@ -58,9 +64,7 @@ CDVDevice::CDVDevice(std::uint64_t guid)
     const avc::AVCDevice* device =
         gAVCDeviceController ? gAVCDeviceController->findDeviceByGuid(guid) : nullptr;
     if (device != nullptr) {
-        const bool isNTSC =
-            std::find(kNTSCModes.begin(), kNTSCModes.end(), device->dvMode()) != kNTSCModes.end();
-        setStandard(isNTSC ? kStandardNTSC : kStandardPAL);
+        setStandard(standardOf(*device));
     }
     mPreview =
         std::make_unique<DVPreview>(nominalFramesPerSecond() <= kPALGeometry.nominalFramesPerSecond
@@ -101,11 +105,12 @@ std::int16_t CDVDevice::startPreview() {
         printStartError(ENODEV);
         return ENODEV;
     }
-    if (const int result = mCaptureDevice->openDevice(MyAVCDeviceMessageNotification, this);
-        result != 0) {
-        logMessage("Cannot open device (err = %i)", result);
-        printStartError(result);
-        return static_cast<std::int16_t>(result);
+    mOpenError = mCaptureDevice->openDevice(MyAVCDeviceMessageNotification, this);
+    if (mOpenError != 0) {
+        logMessage("Cannot open device (err = %i)", mOpenError);
+        printStartError(mOpenError);
+        mCaptureDevice = nullptr;  // its one user is somebody else, if anybody
+        return static_cast<std::int16_t>(mOpenError);
     }
     if (hasDVCapability(*mCaptureDevice)) {
         logMessage("CaptureDevice = %" PRIxPTR ", SetRefCon = %" PRIxPTR,
@@ -128,6 +133,17 @@ std::int16_t CDVDevice::startPreview() {
         printStartError(result);
     }
     return static_cast<std::int16_t>(result);
+}
+
+void CDVDevice::retryPreview() {
+    if (!mCaptureStream) {
+        stopPreview();
+        static_cast<void>(startPreview());
+    }
+}
+
+bool CDVDevice::hasStandardOf(const avc::AVCDevice& record) const {
+    return standard() == standardOf(record);
 }
 
 void CDVDevice::stopPreview() {

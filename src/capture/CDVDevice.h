@@ -119,6 +119,12 @@ public:
         return mReceivedFrames.load(std::memory_order_relaxed);
     }
     [[nodiscard]] bool hasStream() const { return mCaptureStream != nullptr; }
+    /// What the device answered when it was last opened: 0 or an errno value.
+    [[nodiscard]] int openError() const { return mOpenError; }
+    /// Opens a device again that could not be opened; does nothing to one that has its stream.
+    void retryPreview();
+    /// Whether the record of the device still says the standard that this object works in.
+    [[nodiscard]] bool hasStandardOf(const avc::AVCDevice& record) const;
 
     /// The latest preview picture as JPEG; empty before there is one.
     [[nodiscard]] QByteArray JPEGPreviewData() { return mPreview->JPEGPreviewData(); }
@@ -167,6 +173,7 @@ private:
 
     // Main thread.
     bool mHasSelfContainedFile = false;
+    int mOpenError = 0;
     bool mEraseFile = false;
     bool mCreateSelfContainedMovie = false;
     bool mCreateReferenceMovie = false;

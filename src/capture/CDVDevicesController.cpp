@@ -36,6 +36,7 @@ std::int32_t CDVDevicesController::MyAVCDeviceControllerNotification(
     if (!device->isAttached()) {
         list->mDeparted.insert(device->guid());
     }
+    list->mChanged.insert(device->guid());
     list->setDeviceListHasChanged(true);
     return 0;
 }
@@ -65,13 +66,44 @@ bool CDVDevicesController::dropDepartedDevices() {
     return isAny;
 }
 
+/// Lets go of idle devices that work in another standard than their records say by now: it is
+/// settled when the object is made. @return whether a device must wait for its recording to end.
+bool CDVDevicesController::dismissOutdatedDevices() {
+    bool isAnyRecording = false;
+    for (const auto& entry : mDeviceWindowControllers) {
+        const auto device = entry->device();
+        const avc::AVCDevice* record = gAVCDeviceController->findDeviceByGuid(device->deviceGUID());
+        if (record == nullptr || device->hasStandardOf(*record)) {
+            continue;
+        }
+        if (device->isRecording()) {
+            isAnyRecording = true;
+        } else {
+            mDeparted.insert(device->deviceGUID());
+        }
+    }
+    return isAnyRecording;
+}
+
+/// A change in the record of a device that could not be opened may be that it can be now.
+void CDVDevicesController::reopenRefusedDevices() {
+    for (const auto& entry : mDeviceWindowControllers) {
+        if (mChanged.contains(entry->device()->deviceGUID())) {
+            entry->device()->retryPreview();
+        }
+    }
+    mChanged.clear();
+}
+
 void CDVDevicesController::updateDeviceWindows() {
     if (isRecordMissing()) {
         return;
     }
     // A device that went away has lost its stream, even when it is back by now. Its entry goes
     // first, because a device can be opened only once.
+    const bool isAnyOutdated = dismissOutdatedDevices();
     const bool hasDropped = dropDepartedDevices();
+    reopenRefusedDevices();
     Entries entries;
     Entries dropped;
     for (int i = 0; i < gAVCDeviceController->deviceCount(); ++i) {
@@ -95,7 +127,7 @@ void CDVDevicesController::updateDeviceWindows() {
     mDeviceWindowControllers = std::move(entries);
     dropped.clear();
     updateApplicationIcon();
-    mDeviceListHasChanged = false;
+    mDeviceListHasChanged = isAnyOutdated;
     if (isDifferent) {
         mEnvironment.deviceListDidChange();
     }

@@ -57,8 +57,10 @@ public:
     using Entries = std::vector<std::shared_ptr<DeviceWindowController>>;
 
     /// Rebuilds the list: keeps the controllers of devices that are still there, drops the others,
-    /// makes new ones. A device that was away meanwhile, however shortly, gets a new one. While a
-    /// record is missing everything stays as it was.
+    /// makes new ones. A device that was away meanwhile, however shortly, gets a new one, and so
+    /// does one whose video standard has turned out to be the other, once it does not record. One
+    /// that could not be opened is tried again when its record has changed. While a record is
+    /// missing everything stays as it was.
     void updateDeviceWindows();
     /// Rebuilds without asking whether anything has changed.
     void deviceListUpdateTimer() { updateDeviceWindows(); }
@@ -98,6 +100,8 @@ private:
                                                           void* refCon, avc::AVCDevice* device);
     [[nodiscard]] static bool isRecordMissing();
     bool dropDepartedDevices();
+    void reopenRefusedDevices();
+    bool dismissOutdatedDevices();
     [[nodiscard]] std::shared_ptr<DeviceWindowController> makeEntry(const avc::AVCDevice& device,
                                                                     std::int32_t index);
 
@@ -105,7 +109,9 @@ private:
     Clock& mClock;
     bool mDeviceListHasChanged = true;
     Entries mDeviceWindowControllers;
-    std::set<std::uint64_t> mDeparted;  // GUIDs that have gone away since the last rebuild
+    // GUIDs since the last rebuild.
+    std::set<std::uint64_t> mDeparted;  // have gone away
+    std::set<std::uint64_t> mChanged;   // have something new in their records
     Clock::Timer mDeviceListUpdateTimer = 0;
     ApplicationStatus mApplicationStatus = ApplicationStatus::kUnknown;
 };

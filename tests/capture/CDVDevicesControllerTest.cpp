@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <QTemporaryDir>
+#include <cerrno>
 #include <utility>
 
 #include "platform/defaults/Defaults.h"
@@ -217,6 +218,61 @@ TEST_F(CDVDevicesControllerTest, deviceThatWasAwayForAMomentOnlyStreamsAgain) {
     EXPECT_EQ(environment.changes, 2);
     list->updateDeviceWindows();
     EXPECT_EQ(fake(0).streamsMade, 2);
+}
+
+TEST_F(CDVDevicesControllerTest, deviceOfTheOtherStandardIsMadeAgain) {
+    makeList(2);
+    environment.windows.clear();
+    fake(0).setMode(0x00);
+    gAVCDeviceController->deviceChanged(fake(0));
+    clock.advance(1.0);
+    EXPECT_THAT(guids(), ElementsAre(1, 2));
+    EXPECT_EQ(list->deviceAtIndex(0)->standard(), kStandardNTSC);
+    EXPECT_TRUE(fake(0).isStreaming());
+    EXPECT_EQ(fake(0).receiver.dvMode, 0x00);
+    fake(0).sendFrame(test::fakeFrame(false, 1));
+    EXPECT_EQ(list->deviceAtIndex(0)->receivedFrames(), 1U);
+    EXPECT_EQ(fake(1).streamsMade, 1);
+    EXPECT_EQ(environment.windows.size(), 1U);
+    EXPECT_EQ(environment.changes, 2);
+}
+
+TEST_F(CDVDevicesControllerTest, recordingDeviceOfTheOtherStandardIsMadeAgainWhenItEnds) {
+    makeList(1);
+    environment.windows.clear();
+    record(0);
+    fake(0).setMode(0x78);
+    gAVCDeviceController->deviceChanged(fake(0));
+    clock.advance(5.0);
+    EXPECT_TRUE(list->deviceAtIndex(0)->isRecording());
+    EXPECT_EQ(fake(0).streamsMade, 1);
+    list->deviceAtIndex(0)->stopRecording(false);
+    clock.advance(1.0);
+    EXPECT_EQ(list->deviceAtIndex(0)->standard(), kStandardNTSC);
+    EXPECT_EQ(fake(0).streamsMade, 2);
+    EXPECT_FALSE(list->deviceListHasChanged());
+}
+
+TEST_F(CDVDevicesControllerTest, deviceThatWasRefusedIsOpenedWhenItHasChanged) {
+    addDevice().openResult = EACCES;
+    addDevice();
+    makeList();
+    EXPECT_EQ(list->deviceAtIndex(0)->openError(), EACCES);
+    EXPECT_EQ(list->deviceAtIndex(1)->openError(), 0);
+    clock.advance(5.0);
+    EXPECT_EQ(log.count("Cannot open device (err = 13)"), 1) << "not without a reason";
+    fake(0).openResult = 0;
+    gAVCDeviceController->deviceChanged(fake(0));
+    clock.advance(1.0);
+    EXPECT_TRUE(fake(0).isStreaming());
+    EXPECT_TRUE(list->deviceAtIndex(0)->hasStream());
+    EXPECT_EQ(list->deviceAtIndex(0)->openError(), 0);
+    gAVCDeviceController->deviceChanged(fake(0));
+    gAVCDeviceController->deviceChanged(fake(1));
+    clock.advance(1.0);
+    EXPECT_EQ(fake(0).streamsMade, 1);
+    EXPECT_EQ(fake(1).streamsMade, 1);
+    EXPECT_EQ(environment.windows.size(), 2U);
 }
 
 TEST_F(CDVDevicesControllerTest, changeIsNoticedWithinASecond) {

@@ -117,6 +117,33 @@ class FireWire(RecordingTest):
             files = self.take("Pal", number)
             self.check_source(files, PAL_FRAME, self.pal_tape, self.check_take(files, PAL_FRAME))
 
+    def test_a_deck_that_says_nothing_is_recorded_in_the_standard_that_it_sends(self):
+        bench = self.bench(f"card 0\ndeck {NTSC_DECK:016x} source={self.ntsc_tape} answers=no "
+                           "silent=yes\n")
+        write_preferences(self.home, self.settings(NTSC_DECK, Recording_Name="Late"))
+        program = self.start_on(bench, headless=False)
+        wait_until(lambda: program.ask("COUNT") == "1", "the deck")
+        bench.command(f"set {NTSC_DECK:016x} silent=no")
+        program.wait_for_log("sends DV, 525/60")
+        self.wait_for_signal(program, 1)
+        self.record(program, 1, 30, self.take("Late"), NTSC_FRAME)
+        self.end_well(program)
+        files = self.take("Late")
+        frames = self.check_take(files, NTSC_FRAME)
+        self.check_source(files, NTSC_FRAME, self.ntsc_tape, frames)
+
+    def test_a_deck_that_was_refused_records_once_there_is_permission(self):
+        bench = self.bench(f"card 0\ndeck {PAL_DECK:016x} source={self.pal_tape} access=no\n")
+        write_preferences(self.home, self.settings(PAL_DECK, Recording_Name="Open"))
+        program = self.start_on(bench)
+        program.wait_for_log("No permission to use")
+        program.wait_for_log("Cannot open device")
+        bench.command(f"set {PAL_DECK:016x} access=yes")
+        self.wait_for_signal(program, 1)
+        self.record(program, 1, 20, self.take("Open"), PAL_FRAME)
+        self.end_well(program)
+        self.check_take(self.take("Open"), PAL_FRAME)
+
     def test_the_windows_stay_when_the_only_deck_is_pulled_out(self):
         bench = self.bench(f"card 0\ndeck {PAL_DECK:016x} source={self.pal_tape}\n")
         program = self.start_on(bench, headless=False)
