@@ -1451,6 +1451,10 @@ Was auf dem Datenträger angekommen ist, kann zu vollständigen Filmen gemacht w
         <translation>Drücken Sie am Gerät auf Wiedergabe, oder prüfen Sie seinen Eingang.</translation>
     </message>
     <message>
+        <source>No permission to use %1 (%2). Add yourself to the group video or install the udev rule.</source>
+        <translation>Keine Berechtigung für %1 (%2). Treten Sie der Gruppe video bei, oder installieren Sie die udev-Regel.</translation>
+    </message>
+    <message>
         <source>The deck cannot be opened. Check its cable and power, and whether another program uses it.</source>
         <translation>Das Gerät lässt sich nicht öffnen. Prüfen Sie Kabel und Strom, und ob ein anderes Programm es benutzt.</translation>
     </message>

@@ -135,6 +135,12 @@ std::int16_t CDVDevice::startPreview() {
     return static_cast<std::int16_t>(result);
 }
 
+QString CDVDevice::deviceFile() const {
+    const avc::AVCDevice* record =
+        gAVCDeviceController ? gAVCDeviceController->findDeviceByGuid(mGUID) : nullptr;
+    return record != nullptr ? QString::fromStdString(record->deviceFile()) : QString();
+}
+
 void CDVDevice::retryPreview() {
     if (!mCaptureStream) {
         stopPreview();

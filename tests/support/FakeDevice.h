@@ -23,6 +23,7 @@ public:
     int startResult = 0;
     int tapeResult = 0;
     void setName(std::string_view name) { setDeviceName(name); }
+    void setFile(const char* path) { setDeviceFile(path); }
     void attach(bool attached) { setAttached(attached); }
     void setCapabilities(bool tapeDevice, bool converter) {
         setDVCapabilities(tapeDevice, converter);

@@ -1,11 +1,13 @@
 #include "PreviewView.h"
 
 #include <QPainter>
+#include <algorithm>
 
 namespace takebox {
 namespace {
 
 constexpr int kShade = 170;  // of 255, over a picture that is no longer live
+constexpr int kGap = 6;      // between headline, hint and border
 
 }  // namespace
 
@@ -54,14 +56,17 @@ void PreviewView::drawNotice(QPainter& painter) const {
     QFont small = font();
     small.setPixelSize(12);
     const QRect area = rect().adjusted(12, 0, -12, 0);
+    constexpr int kHintFlags = Qt::AlignHCenter | Qt::AlignTop | Qt::TextWordWrap;
+    painter.setFont(small);
+    const int hintHeight = painter.boundingRect(area, kHintFlags, mHint).height();
+    // The headline stands above the middle; a long hint pushes it up.
+    const int middle = std::min(height() / 2, height() - hintHeight - 2 * kGap);
+    painter.setPen(QColor(210, 210, 210));
+    painter.drawText(area.adjusted(0, middle + kGap, 0, 0), kHintFlags, mHint);
     painter.setPen(Qt::white);
     painter.setFont(large);
-    painter.drawText(QRect(area.x(), 0, area.width(), height() / 2),
-                     Qt::AlignHCenter | Qt::AlignBottom, mHeadline);
-    painter.setPen(QColor(210, 210, 210));
-    painter.setFont(small);
-    painter.drawText(QRect(area.x(), height() / 2 + 6, area.width(), height() / 2 - 6),
-                     Qt::AlignHCenter | Qt::AlignTop | Qt::TextWordWrap, mHint);
+    painter.drawText(QRect(area.x(), 0, area.width(), middle), Qt::AlignHCenter | Qt::AlignBottom,
+                     mHeadline);
 }
 
 }  // namespace takebox

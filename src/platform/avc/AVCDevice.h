@@ -4,7 +4,9 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <string>
 #include <string_view>
+#include <utility>
 
 /// DV devices with their streams and tape transport, whatever bus they are on. Each kind of bus is
 /// a backend that derives from these classes.
@@ -100,6 +102,8 @@ public:
     [[nodiscard]] std::uint64_t guid() const { return mGuid; }
     /// UTF-8, at most 79 bytes, zero-terminated.
     [[nodiscard]] const char* deviceName() const { return mName.data(); }
+    /// The file that a user must be allowed to open, such as "/dev/fw1"; empty where there is none.
+    [[nodiscard]] const std::string& deviceFile() const { return mDeviceFile; }
     [[nodiscard]] bool isAttached() const { return mIsAttached; }
     /// The two DV capability flags: DV on plug 0 and a tape to drive; DV on plug 0 without one.
     [[nodiscard]] bool isDVTapeDevice() const { return mIsDVTapeDevice; }
@@ -128,6 +132,7 @@ public:
 protected:
     // For backends; a change is followed by AVCDeviceController::deviceChanged().
     void setDeviceName(std::string_view name);
+    void setDeviceFile(std::string path) { mDeviceFile = std::move(path); }
     void setAttached(bool attached) { mIsAttached = attached; }
     void setDVCapabilities(bool tapeDevice, bool converter) {
         mIsDVTapeDevice = tapeDevice;
@@ -138,6 +143,7 @@ protected:
 private:
     std::uint64_t mGuid;
     std::array<char, kNameSize> mName{};
+    std::string mDeviceFile;
     bool mIsAttached = false;
     bool mIsDVTapeDevice = false;
     bool mIsDVConverter = false;

@@ -10,6 +10,7 @@
 #include <QScreen>
 #include <QStyle>
 #include <array>
+#include <cerrno>
 #include <utility>
 
 #include "ApplicationCommands.h"
@@ -337,12 +338,22 @@ void TapedeckWindow::checkSignal() {
         mSinceLastFrame.restart();
         mUi->previewView->setNotice({}, {});
     } else if (mSinceLastFrame.elapsed() >= kSignalTimeout) {
-        mUi->previewView->setNotice(
-            tr("No signal"), device->hasStream()
-                                 ? tr("Press Play on the deck, or check its input.")
-                                 : tr("The deck cannot be opened. Check its cable and power, and "
-                                      "whether another program uses it."));
+        mUi->previewView->setNotice(tr("No signal"), whyNoSignal(*device));
     }
+}
+
+QString TapedeckWindow::whyNoSignal(const CDVDevice& device) {
+    if (device.hasStream()) {
+        return tr("Press Play on the deck, or check its input.");
+    }
+    if (device.openError() == EACCES || device.openError() == EPERM) {
+        return tr("No permission to use %1 (%2). Add yourself to the group video or install the "
+                  "udev rule.")
+            .arg(device.deviceName(), device.deviceFile());
+    }
+    return tr(
+        "The deck cannot be opened. Check its cable and power, and whether another program "
+        "uses it.");
 }
 
 }  // namespace takebox

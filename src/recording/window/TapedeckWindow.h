@@ -15,6 +15,7 @@ class TapedeckWindow;
 namespace takebox {
 
 class ApplicationCommands;
+class CDVDevice;
 
 /// The window of one deck: picture, levels, time code and the recording's controls, and the sheet
 /// with the deck's settings. It shows the outlets of its controller and passes on what the user
@@ -51,6 +52,7 @@ private:
     void showRecordingState();
     void showLosses();
     void checkSignal();
+    [[nodiscard]] static QString whyNoSignal(const CDVDevice& device);
 
     CDVDeviceWindowController& mController;
     ApplicationCommands& mCommands;

@@ -34,5 +34,31 @@ TEST(PreviewView, darkensAPictureThatIsNoLongerLive) {
     EXPECT_TRUE(view.accessibleDescription().isEmpty());
 }
 
+TEST(PreviewView, makesRoomForALongHint) {
+    PreviewView view;
+    view.resize(240, 135);
+    QImage picture(240, 135, QImage::Format_RGB32);
+    picture.fill(Qt::black);
+    view.setImage(picture);
+    view.setNotice(QStringLiteral("No signal"),
+                   QStringLiteral("No permission to use %1 (/dev/fw1). Add yourself to the group "
+                                  "video or install the udev rule.")
+                       .arg(QStringLiteral("Nordlicht Recorder ").repeated(4)));
+    const QImage shown = view.grab().toImage();
+    const auto isBright = [&shown](int fromRow, int toRow) {
+        for (int y = fromRow; y < toRow; ++y) {
+            for (int x = 0; x < shown.width(); ++x) {
+                if (shown.pixelColor(x, y).lightness() > 150) {
+                    return true;
+                }
+            }
+        }
+        return false;
+    };
+    EXPECT_TRUE(isBright(0, 45)) << "the headline";
+    EXPECT_TRUE(isBright(90, 130)) << "the end of the hint";
+    EXPECT_FALSE(isBright(131, 135)) << "the border";
+}
+
 }  // namespace
 }  // namespace takebox

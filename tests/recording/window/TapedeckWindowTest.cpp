@@ -9,6 +9,7 @@
 #include <QPushButton>
 #include <QScreen>
 #include <QTest>
+#include <cerrno>
 
 #include "WindowFixture.h"
 #include "display/meters/CVuMeterView.h"
@@ -333,13 +334,38 @@ TEST_F(TapedeckWindowTest, speaksGerman) {
     EXPECT_EQ(control<QPushButton>("recordButton").text(), QStringLiteral("&Record"));
 }
 
-TEST_F(TapedeckWindowTest, showsADeckThatCannotBeOpened) {
+TEST_F(TapedeckWindowTest, isShownWithoutADeck) {
     openWindow();
     closeEverything();
     controller = std::make_shared<CDVDeviceWindowController>(nullptr, *this);
     controller->showWindow();
     EXPECT_TRUE(window->isVisible());
     EXPECT_EQ(tally(), QStringLiteral("STOPPED"));
+}
+
+TEST_F(TapedeckWindowTest, saysWhatToDoForADeckThatMayNotBeOpened) {
+    openResult = EACCES;
+    openWindow();
+    deck->setFile("/dev/fw3");
+    const auto& preview = control<PreviewView>("previewView");
+    EXPECT_TRUE(test::waitUntil([&] { return !preview.notice().isEmpty(); }));
+    EXPECT_EQ(preview.accessibleDescription(),
+              QStringLiteral("No signal. No permission to use Studio A (/dev/fw3). Add yourself to "
+                             "the group video or install the udev rule."));
+    deck->openResult = 0;
+    controller->device()->retryPreview();
+    sendFrames(1);
+    EXPECT_TRUE(test::waitUntil([&] { return preview.notice().isEmpty(); }));
+}
+
+TEST_F(TapedeckWindowTest, saysWhatToLookAtWhenADeckCannotBeOpened) {
+    openResult = EBUSY;
+    openWindow();
+    const auto& preview = control<PreviewView>("previewView");
+    EXPECT_TRUE(test::waitUntil([&] { return !preview.notice().isEmpty(); }));
+    EXPECT_EQ(preview.accessibleDescription(),
+              QStringLiteral("No signal. The deck cannot be opened. Check its cable and power, and "
+                             "whether another program uses it."));
 }
 
 }  // namespace

@@ -21,6 +21,7 @@ void WindowFixture::TearDown() {
 void WindowFixture::openWindow(std::uint8_t dvMode) {
     auto fake = std::make_unique<FakeDevice>(kGUID, dvMode);
     fake->setName("Studio A");
+    fake->openResult = openResult;
     deck = fake.get();
     std::vector<std::unique_ptr<avc::AVCDevice>> devices;
     devices.push_back(std::move(fake));

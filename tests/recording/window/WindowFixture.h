@@ -66,6 +66,7 @@ protected:
     std::shared_ptr<CDVDeviceWindowController> controller;
     TapedeckWindow* window = nullptr;
     int sentFrames = 0;
+    int openResult = 0;  ///< of the deck, before its window is made
 };
 
 }  // namespace takebox::test

@@ -1,6 +1,7 @@
 #include "platform/avc/ieee1394/IEEE1394Device.h"
 
 #include <cerrno>
+#include <string>
 #include <utility>
 
 #include "platform/avc/ieee1394/DVSignal.h"
@@ -95,6 +96,7 @@ void IEEE1394Device::nodeAppeared(const BusNode& node) {
     }
     mNode = node;
     setDeviceName(node.name);
+    setDeviceFile("/dev/fw" + std::to_string(node.number));
     mIsPresent = true;
     mLastAccess = 0;
     mWorker.attach(node.number, node.name, hints());
@@ -171,11 +173,11 @@ void IEEE1394Device::logAccess(int error) const {
     }
     if (isRefusal(error)) {
         logMessage(
-            "No permission to use %s (/dev/fw%d). Add yourself to the group video or "
-            "install the udev rule.",
-            deviceName(), mNode.number);
+            "No permission to use %s (%s). Add yourself to the group video or install the udev "
+            "rule.",
+            deviceName(), deviceFile().c_str());
     } else {
-        logMessage("Cannot open %s (/dev/fw%d, err = %d)", deviceName(), mNode.number, error);
+        logMessage("Cannot open %s (%s, err = %d)", deviceName(), deviceFile().c_str(), error);
     }
 }
 
