@@ -26,6 +26,8 @@ class CleanRoot:
         shutil.rmtree(self.path, ignore_errors=True)
         subprocess.run(["cp", "-a", "--reflink=auto", pristine, self.path], check=True)
         shutil.copy("/etc/resolv.conf", self.inside("/etc/resolv.conf"))
+        with open(self.inside("/etc/hosts"), "w", encoding="ascii") as file:
+            file.write("127.0.0.1 localhost\n")
         # Services of packages are not started in here.
         with open(self.inside("/usr/sbin/policy-rc.d"), "w", encoding="ascii") as file:
             file.write("#!/bin/sh\nexit 101\n")
