@@ -28,6 +28,10 @@ _takebox()
             _filedir -d
             return
             ;;
+        --recover)
+            _filedir '@(mov|ref)'
+            return
+            ;;
         --virtual-deck)
             COMPREPLY=($(compgen -W 'ntsc pal' -- "$cur"))
             _filedir
@@ -37,15 +41,12 @@ _takebox()
             _known_hosts_real -- "$cur"
             return
             ;;
-        --recover)
-            _filedir '@(mov|ref)'
-            return
-            ;;
         --control-port | --record)
             return
             ;;
     esac
     COMPREPLY=($(compgen -W '--help --version --virtual-deck --headless --control-port --record
-        --to --remote --discover --check-playout --diagnose --recover' -- "$cur"))
+        --to --remote --discover --check-playout --diagnose
+        --recover' -- "$cur"))
 } &&
     complete -F _takebox takebox

@@ -12,5 +12,5 @@ _arguments \
     '--remote[send one command to a recorder]:host:_hosts:*:command' \
     '--discover[list the recorders on the network]' \
     '--check-playout[tell whether a playout system answers]:address:_hosts' \
-    '--diagnose[tell what is found on this machine]' \
-    '--recover[make a complete movie of one that was cut off]:movie:_files'
+    '*--recover[make whole what was cut off]:movie:_files -g "*.(mov|ref)"' \
+    '--diagnose[tell what is found on this machine]'

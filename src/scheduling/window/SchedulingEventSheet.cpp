@@ -50,6 +50,27 @@ QString timeFormatWithSeconds() {
     return isTwelveHours ? QStringLiteral("h:mm:ss AP") : QStringLiteral("HH:mm:ss");
 }
 
+/// Lets a click select the hours, minutes or seconds that it meets. Otherwise the field would take
+/// no digits there, because each section is full.
+class SectionSelector : public QObject {
+public:
+    explicit SectionSelector(QDateTimeEdit* picker) : QObject(picker), mPicker(picker) {
+        field()->installEventFilter(this);
+    }
+
+    bool eventFilter(QObject* object, QEvent* event) override {
+        if (event->type() == QEvent::MouseButtonRelease && !field()->hasSelectedText()) {
+            mPicker->setSelectedSection(mPicker->currentSection());
+        }
+        return QObject::eventFilter(object, event);
+    }
+
+private:
+    [[nodiscard]] QLineEdit* field() const { return mPicker->findChild<QLineEdit*>(); }
+
+    QDateTimeEdit* mPicker;
+};
+
 }  // namespace
 
 void CSchedulingWindowController::awakeSheetFromNib() {
@@ -88,6 +109,11 @@ void CSchedulingWindowController::awakePickers() {
     // A duration reads as hours and minutes in every language, never with "PM".
     mSheet->durationPicker->setLocale(QLocale(QLocale::English, QLocale::UnitedKingdom));
     mSheet->durationPicker->setDisplayFormat(QStringLiteral("HH:mm:ss"));
+
+    const auto pickers = eventSheetWindow->findChildren<QDateTimeEdit*>();
+    for (auto* const picker : pickers) {
+        new SectionSelector(picker);  // owned by the picker
+    }
 
     using Controller = CSchedulingWindowController;
     connect(mSheet->startTimePicker, &QTimeEdit::timeChanged, this,

@@ -206,6 +206,26 @@ TEST_F(SchedulingWindow, showsTheDaysOfAWeeklyEventAndForgetsThemForADate) {
     });
 }
 
+TEST_F(SchedulingWindow, takesDigitsWhereATimeWasClicked) {
+    inNewEvent([this] {
+        auto& picker = find<QTimeEdit>("startTimePicker");
+        auto& field = *picker.findChild<QLineEdit*>();
+        const auto clickBefore = [&field](int character) {
+            QPoint place(0, field.height() / 2);
+            while (field.cursorPositionAt(place) < character && place.x() < field.width()) {
+                place.rx() += 1;
+            }
+            QTest::mouseClick(&field, Qt::LeftButton, Qt::NoModifier, place);
+        };
+        clickBefore(4);
+        QTest::keyClicks(&field, QStringLiteral("34"));
+        clickBefore(1);
+        QTest::keyClicks(&field, QStringLiteral("12"));
+        EXPECT_EQ(picker.time(), QTime(12, 34));
+        cancel();
+    });
+}
+
 TEST_F(SchedulingWindow, refusesADurationOfNothing) {
     inNewEvent([this] {
         ok();
