@@ -5,7 +5,7 @@
 
 FIGURE is one of:
     recording [SECONDS]  processor time of a recording deck, beside ffmpeg and cp
-    capacity [SECONDS]   the most decks with windows that record with nothing lost
+    capacity [SECONDS]   the most decks with windows that record with nothing lost (into TMPDIR)
     memory [SECONDS]     resident memory of each recording deck
     start                from the start of the program to the first frame
     wakeups [SECONDS]    wake-ups of the program without a device
@@ -24,7 +24,7 @@ import time
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "tests/e2e"))
 
-from takebox import NTSC_FRAME, PROGRAM, Takebox, deck, deck_key, deck_settings, size_of, wait_until, write_preferences  # noqa: E402,E501
+from takebox import NTSC_FRAME, PROGRAM, SessionBus, Takebox, deck, deck_key, deck_object, deck_settings, size_of, wait_until, write_preferences  # noqa: E402,E501
 
 NTSC_RATE = 30000 / 1001
 FFMPEG = ["ffmpeg", "-v", "quiet", "-y", "-nostdin"]
@@ -65,6 +65,12 @@ def start_decks(folder, count, home, **options):
 
 def proc(process, name):
     return pathlib.Path(f"/proc/{process.pid}/{name}").read_text()
+
+
+def seconds_of(process):
+    """Processor time of a program that runs."""
+    words = proc(process, "stat").rsplit(")", 1)[1].split()
+    return (int(words[11]) + int(words[12])) / os.sysconf("SC_CLK_TCK")
 
 
 # Processor time of recording
@@ -141,20 +147,24 @@ def frames_of_movie(path):
 
 def record_with_windows(count, seconds, display):
     """Whether so many decks record with nothing lost; prints what was lost and used."""
+    bus = SessionBus()  # the remote control reaches eight decks only
     with tempfile.TemporaryDirectory(prefix="takebox-bench-") as folder:
         program = start_decks(folder, count, os.path.join(folder, "home"), headless=False,
-                              environment={"DISPLAY": display.name, "QT_QPA_PLATFORM": "xcb"})
-        begin = time.monotonic()
-        before = processor_seconds()
+                              environment={"DISPLAY": display.name, "QT_QPA_PLATFORM": "xcb",
+                                           **bus.environment})
         try:
+            assert program.port
             for number in range(1, count + 1):
-                assert program.ask(f"RECORD {number}") == "OK"
+                bus.call(deck_object(number), "Device.StartRecording")
+            begin = time.monotonic()
+            before = seconds_of(program.process)
             time.sleep(seconds)
+            used = (seconds_of(program.process) - before) / (time.monotonic() - begin)
             for number in range(1, count + 1):
-                assert program.ask(f"STOP {number}") == "OK"
+                bus.call(deck_object(number), "Device.StopRecording")
         finally:
             program.terminate()
-        used = (processor_seconds() - before) / (time.monotonic() - begin)
+            bus.close()
         gaps = short = 0
         for number in range(1, count + 1):
             raw = f"{folder}/Take {number}/Take {number}.dv"
