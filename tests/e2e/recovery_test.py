@@ -34,7 +34,7 @@ class Recovery(TakeboxTest):
             path = (os.path.join(self.takes, name + ".mov")
                     if settings.get("Create_Self-Contained_Movie", True)
                     else os.path.join(self.takes, name, name + ".dv"))
-            wait_until(lambda: size_of(path) > 3000000, "a recording")
+            wait_until(lambda: size_of(path) > 3000000 and self.notes(), "a recording")
         else:
             time.sleep(seconds)  # any moment will do: this one is random
         program.kill()
@@ -164,7 +164,8 @@ class Recovery(TakeboxTest):
 
     def notes(self):
         folder = os.path.join(self.home, ".local/share/takebox/Open Recordings")
-        return os.listdir(folder) if os.path.isdir(folder) else []
+        names = os.listdir(folder) if os.path.isdir(folder) else []
+        return [name for name in names if name.endswith(".recording")]
 
     def test_the_next_start_offers_what_was_cut_off_until_it_is_recovered(self):
         self.cut_off()
