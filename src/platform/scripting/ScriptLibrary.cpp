@@ -1,5 +1,8 @@
 #include "platform/scripting/ScriptLibrary.h"
 
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -15,19 +18,71 @@ namespace {
 /// - Byte code can make Lua read and write anywhere; machine code can do anything.
 /// - Finalizers run where nothing can interrupt them, and debug hooks would replace ours.
 /// - os.exit and os.setlocale act on the whole process.
-/// - Nobody types input into a recorder.
+/// - Nobody types input into a recorder, and opening a pipe or a device may wait for ever.
+/// - A few functions go round a loop of the caller's length without an instruction of his.
 constexpr auto kDifferences = R"lua(
-local execute, popen = ...
+local execute, popen, mayOpen = ...
 local rawload, rawloadfile, rawsetmetatable = load, loadfile, setmetatable
 
 function load(chunk, name, mode, ...)
     return rawload(chunk, name, "t", ...)
 end
+local function checked(file)
+    if type(file) == "string" or type(file) == "number" then
+        return mayOpen(file)
+    end
+    return true
+end
 function loadfile(file, mode, ...)
-    return rawloadfile(file, "t", ...)
+    local ok, message = checked(file)
+    if not ok then
+        return nil, message
+    end
+    return rawloadfile(file or "/dev/null", "t", ...)
 end
 function dofile(file)
-    return assert(rawloadfile(file, "t"))()
+    return assert(loadfile(file))()
+end
+local rawopen = io.open
+function io.open(file, ...)
+    local ok, message, code = checked(file)
+    if not ok then
+        return nil, message, code
+    end
+    return rawopen(file, ...)
+end
+for _, name in ipairs {"lines", "input", "output"} do
+    local raw = io[name]
+    io[name] = function(file, ...)
+        local ok, message = checked(file)
+        if not ok then
+            error(message, 2)
+        end
+        return raw(file, ...)
+    end
+end
+
+local rawrep, rawmove, longest = string.rep, table.move, 100000000
+function string.rep(text, count, separator)
+    if text == "" and (separator == nil or separator == "") and math.tointeger(tonumber(count)) then
+        count = 1
+    end
+    return rawrep(text, count, separator)
+end
+function table.move(from, first, last, ...)
+    if (tonumber(last) or 0) - (tonumber(first) or 0) + 0.0 >= longest then
+        error("too many elements to move", 2)
+    end
+    return rawmove(from, first, last, ...)
+end
+for _, name in ipairs {"insert", "remove"} do
+    local raw = table[name]
+    table[name] = function(list, ...)
+        if type(list) == "table" and getmetatable(list) ~= nil and #list >= longest then
+            error("the list is too long", 2)
+        end
+        return raw(list, ...)
+    end
 end
 function setmetatable(object, metatable)
     if type(metatable) == "table" and rawget(metatable, "__gc") ~= nil then
@@ -52,6 +107,24 @@ getmetatable(io.stdout).__metatable = false
 io.input("/dev/null")
 io.stdin = io.input()
 )lua";
+
+/// Whether a file may be opened by this name; else nil, a message and an error number, as the
+/// functions for files have it.
+int mayOpen(lua_State* lua) {
+    const char* const path = luaL_checkstring(lua, 1);
+    struct stat status {};
+    const bool isThere = stat(path, &status) == 0;
+    constexpr unsigned kMemoryDevices = 1;  // null, zero, random and the like
+    const bool isMemory = S_ISCHR(status.st_mode) && major(status.st_rdev) == kMemoryDevices;
+    if (!isThere || S_ISREG(status.st_mode) || S_ISDIR(status.st_mode) || isMemory) {
+        lua_pushboolean(lua, 1);
+        return 1;
+    }
+    lua_pushnil(lua);
+    lua_pushfstring(lua, "%s: not a file that a script may open", path);
+    lua_pushinteger(lua, EPERM);
+    return 3;
+}
 
 /// The three results of a command that has ended; luaL_execresult() would take an old errno for a
 /// failure to start it.
@@ -138,7 +211,8 @@ void openScriptLibrary(lua_State* lua) {
     }
     lua_pushcfunction(lua, executeCommand);
     lua_pushcfunction(lua, openCommand);
-    lua_call(lua, 2, 0);
+    lua_pushcfunction(lua, mayOpen);
+    lua_call(lua, 3, 0);
     pushDeckLibrary(lua);
     lua_setglobal(lua, "takebox");
 }

@@ -1,6 +1,7 @@
 #include "platform/scripting/ScriptLibrary.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include "ScriptRunner.h"
 
@@ -34,7 +35,19 @@ INSTANTIATE_TEST_SUITE_P(
         "getmetatable(setmetatable({}, {__index = 1})).__index == 1",
         "tostring(os.time()):match('^%d+$') ~= nil", "utf8.char(233) == '\xC3\xA9'",
         "pcall(string.format, '%d', 1)", "math.type(3) == 'integer'",
-        "type(debug.traceback()) == 'string'", "require('string') == string"));
+        "type(debug.traceback()) == 'string'", "require('string') == string",
+        "('ab'):rep(3, '-') == 'ab-ab-ab'", "(''):rep(3, '-') == '--'", "(''):rep(3) == ''",
+        "('a'):rep(-1) == ''", "not pcall(string.rep)", "not pcall(string.rep, '', {})",
+        "table.concat(table.move({1, 2, 3}, 2, 3, 1)) == '233'",
+        "table.concat(table.move({1, 2}, 1, 2, 2, {0})) == '012'", "not pcall(table.move, {})",
+        "(function() local t = {1, 3} table.insert(t, 2, 2) table.insert(t, 4) "
+        "return table.concat(t) == '1234' and table.remove(t) == 4 and table.remove(t, 1) == 1 "
+        "end)()",
+        "not pcall(table.insert, {}, 1, 2, 3)", "table.remove({}) == nil",
+        "select('#', io.open('/nowhere/at/all')) == 3", "io.open('/dev/zero'):read(1) == '\\0'",
+        "io.lines('/dev/null')() == nil", "not pcall(io.lines, '/nowhere/at/all')",
+        "io.type(io.output('/dev/null')) == 'file'", "loadfile()() == nil",
+        "select('#', loadfile('/nowhere/at/all')) == 2", "not pcall(io.open)"));
 
 // What must not be there: it would take the recorder down or hold it up.
 INSTANTIATE_TEST_SUITE_P(
@@ -44,7 +57,14 @@ INSTANTIATE_TEST_SUITE_P(
                       "#package.searchers == 2", "io.read() == nil", "io.stdin:read() == nil",
                       "not pcall(setmetatable, {}, {__gc = function() end})",
                       "getmetatable(io.stdout) == false", "not pcall(setmetatable, io.stdout, {})",
-                      "io.popen('cat'):read('a') == ''"));
+                      "io.popen('cat'):read('a') == ''", "(''):rep(math.maxinteger) == ''",
+                      "(''):rep('9223372036854775807', '') == ''",
+                      "not pcall(table.move, {}, 1, math.maxinteger - 1, 2)",
+                      "not pcall(table.move, {}, math.mininteger, -2, 1)",
+                      "not pcall(table.remove, setmetatable({}, {__len = function() return "
+                      "math.maxinteger end}), 1)",
+                      "not pcall(table.insert, setmetatable({}, {__len = function() return "
+                      "math.maxinteger - 1 end}), 1, 1)"));
 
 TEST(ScriptLibrary, writingToACommandThatHasEndedIsAnError) {
     ScriptRunner runner;
@@ -54,6 +74,19 @@ TEST(ScriptLibrary, writingToACommandThatHasEndedIsAnError) {
                          "end "
                          "return false"),
               QVariant(true));
+}
+
+TEST(ScriptLibrary, pipesAreNotOpened) {
+    ScriptRunner runner;
+    const QByteArray pipe = runner.filePath(u"pipe"_s).toUtf8();
+    ASSERT_EQ(mkfifo(pipe.constData(), 0600), 0);
+    for (const char* text :
+         {"return select(2, io.open('%1')):match('may open') ~= nil",
+          "return not io.open('%1', 'w')", "return not pcall(io.lines, '%1')",
+          "return not pcall(io.input, '%1')", "return not pcall(io.output, '%1')",
+          "return not loadfile('%1')", "return not pcall(dofile, '%1')"}) {
+        EXPECT_EQ(runner.run(QByteArray(text).replace("%1", pipe)), QVariant(true)) << text;
+    }
 }
 
 TEST(ScriptLibrary, modulesOfTextAreFound) {
