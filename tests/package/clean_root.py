@@ -43,7 +43,7 @@ class CleanRoot:
 
     def remove(self):
         for point in reversed(self.mounts):
-            subprocess.run(["umount", point], check=True)
+            subprocess.run(["umount", "--lazy", point], check=True)
         shutil.rmtree(self.path)
 
     def inside(self, path):
