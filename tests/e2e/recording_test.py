@@ -48,6 +48,8 @@ class Recording(RecordingTest):
         program = self.start(deck("pal", PAL_DECK, speed=4, start="10:20:30:05"),
                              deck("ntsc", NTSC_DECK, speed=4))
         for index, name, frame_size in ((1, "Pal", PAL_FRAME), (2, "Ntsc", NTSC_FRAME)):
+            wait_until(lambda deck=index: program.ask(f"TIMECODE {deck}") != "00:00:00:00",
+                       "a time code")
             self.record(program, index, 5, self.take(name), frame_size)
         self.end_well(program)
         for name, scale, rate in (("Pal", "1/2500", "25/1"), ("Ntsc", "1/2997", "2997/100")):
