@@ -123,7 +123,8 @@ class Recovery(TakeboxTest):
             self.assertIn(f"{len(frames)} frames", output)
             self.assertEqual(
                 video_packets(reference, "-enable_drefs", "1"),
-                video_packets(os.path.join(self.takes, name, name + ".dv")))
+                # The last frame of the raw file may have been cut off.
+                video_packets(os.path.join(self.takes, name, name + ".dv"))[:len(frames)])
             self.assertEqual(decode_errors(reference), "")
             self.assertEqual(read_file(os.path.join(self.takes, name + " (original).ref")),
                              original)
