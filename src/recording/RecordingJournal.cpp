@@ -1,5 +1,6 @@
 #include "recording/RecordingJournal.h"
 
+#include <QFileInfo>
 #include <utility>
 
 #include "platform/log/Log.h"
@@ -19,7 +20,8 @@ RecordingJournal::~RecordingJournal() {
 
 void RecordingJournal::follow(const QString& deviceName, const RecordingReport& report,
                               RecordingNote note) {
-    mEntries.push_back({deviceName, report, OpenRecording::begin(std::move(note))});
+    const QString name = QFileInfo(note.movies().value(0)).completeBaseName();
+    mEntries.push_back({deviceName, name, report, OpenRecording::begin(std::move(note))});
     if (mTimer == 0) {
         mTimer = mClock.callEvery(kInterval, [this] { endFinishedRecordings(); });
     }
@@ -46,9 +48,10 @@ void RecordingJournal::writeToLog(Entry& entry) {
     const std::uint64_t received = entry.report.frames + entry.report.inconsistentFrames;
     const std::uint64_t lost = entry.report.lostFrames() + entry.report.inconsistentFrames;
     logMessage(
-        "%s: recording ended, %llu frames received, %llu recorded, %llu lost, %llu problem "
+        "%s: recording \"%s\" ended, %llu frames received, %llu recorded, %llu lost, %llu problem "
         "messages",
-        device.constData(), static_cast<unsigned long long>(received),
+        device.constData(), entry.name.toUtf8().constData(),
+        static_cast<unsigned long long>(received),
         static_cast<unsigned long long>(received - std::min(received, lost)),
         static_cast<unsigned long long>(lost),
         static_cast<unsigned long long>(entry.report.problems));

@@ -30,6 +30,7 @@ public:
 private:
     struct Entry {
         QString deviceName;
+        QString name;  ///< of its first movie
         RecordingReport report;
         std::shared_ptr<OpenRecording> note;
     };

@@ -194,7 +194,7 @@ class Recovery(TakeboxTest):
         wait_until(self.notes, "a note of the recording")
         self.end_well(program)
         self.assertEqual(self.notes(), [])
-        self.assertEqual(program.log().count("recording ended"), 2)
+        self.assertEqual(program.log().count(" ended, "), 2)
 
     def test_a_disk_that_takes_no_more_leaves_the_original_alone(self):
         self.cut_off(**{"Create_Reference_Movie": False})

@@ -45,6 +45,9 @@ class Result:
         self.least_movie = least_movie
         self.messages = trial.messages
         self.error = ""
+        if trial.told_lost is not None and max(self.raw, self.movie) > trial.told_lost:
+            self.error = (f"{self.raw} and {self.movie} frames are missing, the log tells of "
+                          f"{trial.told_lost}")
 
 
 class Failure:
@@ -166,6 +169,7 @@ def remove_folder(tape, number, folder):
         trial.stop()
         trial.note_messages("has been removed")
         trial.terminate()
+        trial.told_lost = None  # told as the loss of the file
         return Result(trial, trial.received, trial.received)
     finally:
         trial.end()
@@ -203,9 +207,9 @@ def vanish(tape, number, folder):
         trial.record_before()
         trial.start_during()
         trial.wait_for_frames(1)
-        wait_until(lambda: trial.program.log().count("recording ended") >= 2, "the end")
+        wait_until(lambda: trial.program.log().count("\" ended, ") >= 2, "the end")
         trial.read_end()
-        trial.note_messages("recording ended")
+        trial.note_messages("\" ended, ")
         trial.terminate()
         return Result(trial)
     finally:
@@ -314,7 +318,7 @@ def silent_playout(tape, number, folder):
             connection.close()
             answer.join(60)
             trial.program.ask("STOP 1")
-            trial.program.wait_for_log("recording ended")
+            trial.program.wait_for_log("\" ended, ")
             trial.received = int(trial.program.wait_for_log(r"ended, (\d+) frames")[1])
             trial.terminate()
             if trial.received < 29 * 25:

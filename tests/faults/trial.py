@@ -21,7 +21,7 @@ from cut_off import decode_errors, recover  # noqa: E402
 
 GUID = 0xFA17
 FAULTY_DISK = os.environ.get("FAULTY_DISK", "")
-ENDED = r"recording ended, (\d+) frames received, (\d+) recorded, (\d+) lost, (\d+) problem"
+ENDED = r"recording \".*\" ended, (\d+) frames received, (\d+) recorded, (\d+) lost, (\d+) problem"
 
 
 def frames_of(elapsed):
@@ -61,6 +61,7 @@ class Trial:
         for path in (self.home, self.takes, self.durable):
             os.makedirs(path)
         self.received = 0
+        self.told_lost = None  # by the log, where the recording came to its end
         self.messages = []
 
     # The program

@@ -78,7 +78,8 @@ TEST_F(OpenRecordingsTest, TheJournalEndsARecordingWhenItIsFinalAndLogsWhatWasLo
     WriterThreads::waitUntilFinished();
     EXPECT_TRUE(QDir(openRecordingsFolder()).entryList(QDir::Files).isEmpty());
     EXPECT_TRUE(
-        log.containsText("Studio A: recording ended, 7 frames received, 6 recorded, 1 lost, 0 "
+        log.containsText("Studio A: recording \"Ünï \"Take\" & <1>\" ended, 7 frames received, 6 "
+                         "recorded, 1 lost, 0 "
                          "problem messages"));
     EXPECT_TRUE(log.containsText("lost at 01:00:00:05 frames missing in the raw files: 1"));
     EXPECT_EQ(clock.pendingTimers(), 0U);
