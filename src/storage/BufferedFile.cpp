@@ -110,16 +110,16 @@ std::int32_t BufferedFile::openForWriting(bool erase) {
 }
 
 WriteBufferChunk* BufferedFile::firstAvailableChunk() const {
-    const auto found = std::find_if(_chunks.begin(), _chunks.end(),
-                                    [](const auto& chunk) { return chunk->offset() == 0; });
+    const auto* const found = std::find_if(_chunks.begin(), _chunks.end(),
+                                           [](const auto& chunk) { return chunk->offset() == 0; });
     return found != _chunks.end() ? found->get() : nullptr;
 }
 
 WriteBufferChunk* BufferedFile::chunkWithSequenceNumber(std::int32_t number) const {
     const auto wanted = static_cast<std::uint32_t>(number);
-    const auto found = std::find_if(_chunks.begin(), _chunks.end(), [wanted](const auto& chunk) {
-        return chunk->sequenceNumber() == wanted;
-    });
+    const auto* const found =
+        std::find_if(_chunks.begin(), _chunks.end(),
+                     [wanted](const auto& chunk) { return chunk->sequenceNumber() == wanted; });
     return found != _chunks.end() ? found->get() : nullptr;
 }
 

@@ -132,8 +132,8 @@ QVariant mapValue(plist_t node, int depth) {
         if (item == nullptr) {
             break;
         }
-        if (QVariant value = valueOf(item, depth + 1); key != nullptr && value.isValid()) {
-            map.insert(QString::fromUtf8(key), std::move(value));
+        if (const QVariant value = valueOf(item, depth + 1); key != nullptr && value.isValid()) {
+            map.insert(QString::fromUtf8(key), value);
         }
     }
     std::free(iterator);
@@ -269,8 +269,8 @@ QVariant listOfValues(const QVariantList& list) {
 QVariant mapOfValues(const QVariantMap& map) {
     QVariantMap result;
     for (const auto& [key, item] : map.asKeyValueRange()) {
-        if (QVariant value = propertyListValue(item); value.isValid()) {
-            result.insert(key, std::move(value));
+        if (const QVariant value = propertyListValue(item); value.isValid()) {
+            result.insert(key, value);
         }
     }
     return result;
