@@ -2,11 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include <QProcess>
-
 #include "RunningRecorder.h"
 #include "SessionBus.h"
 #include "app/DeckProperties.h"
+#include "support/ChildProcess.h"
 #include "support/LogCapture.h"
 #include "support/WaitUntil.h"
 
@@ -156,7 +155,7 @@ public:
     [[nodiscard]] const QByteArray& seen() const { return mSeen; }
 
 private:
-    QProcess mProcess;
+    test::ChildProcess mProcess;
     QByteArray mSeen;
 };
 

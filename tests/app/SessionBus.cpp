@@ -2,9 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <QProcess>
 #include <memory>
 
+#include "support/ChildProcess.h"
 #include "support/WaitUntil.h"
 
 namespace takebox::test {
@@ -15,7 +15,7 @@ using namespace Qt::StringLiterals;
 class SessionBus : public ::testing::Environment {
 public:
     void SetUp() override {
-        mDaemon = std::make_unique<QProcess>();
+        mDaemon = std::make_unique<ChildProcess>();
         mDaemon->start(u"dbus-daemon"_s, {u"--session"_s, u"--nofork"_s, u"--print-address"_s});
         ASSERT_TRUE(waitUntil([this] { return mDaemon->canReadLine(); }));
         qputenv("DBUS_SESSION_BUS_ADDRESS", mDaemon->readLine().trimmed());
@@ -27,7 +27,7 @@ public:
     }
 
 private:
-    std::unique_ptr<QProcess> mDaemon;
+    std::unique_ptr<ChildProcess> mDaemon;
 };
 
 [[maybe_unused]] const auto* const gSessionBus =
@@ -36,9 +36,9 @@ private:
 }  // namespace
 
 ClientResult runClient(const QString& program, const QStringList& arguments) {
-    QProcess process;
+    ChildProcess process;
     process.start(program, arguments);
-    if (!waitUntil([&process] { return process.state() == QProcess::NotRunning; })) {
+    if (!waitUntil([&process] { return !process.isRunning(); })) {
         process.kill();
         process.waitForFinished();
         return {};

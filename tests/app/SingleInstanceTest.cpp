@@ -2,11 +2,12 @@
 
 #include <gtest/gtest.h>
 
-#include <QProcess>
+#include <QProcessEnvironment>
 #include <QTemporaryDir>
 #include <csignal>
 
 #include "SessionBus.h"
+#include "support/ChildProcess.h"
 #include "support/WaitUntil.h"
 
 namespace takebox {
@@ -24,8 +25,8 @@ public:
         if (!withBus) {
             environment.insert(u"DBUS_SESSION_BUS_ADDRESS"_s, u"unix:path="_s + mHome.path());
         }
-        mProcess.setProcessEnvironment(environment);
-        mProcess.setProcessChannelMode(QProcess::MergedChannels);
+        mProcess.setEnvironment(environment.toStringList());
+        mProcess.setErrors(test::ChildProcess::Errors::kMerged);
         mProcess.start(QStringLiteral(TAKEBOX_PROGRAM),
                        {u"--headless"_s, u"--control-port"_s, u"0"_s, u"--virtual-deck"_s,
                         u"pal,guid=00000000000000c3"_s});
@@ -39,19 +40,19 @@ public:
 
     bool says(const QByteArray& text) {
         return waitUntil([&] {
-            mOutput += mProcess.readAll();
+            mOutput += mProcess.readAllStandardOutput();
             return mOutput.contains(text);
         });
     }
     bool ends() {
-        return waitUntil([this] { return mProcess.state() == QProcess::NotRunning; });
+        return waitUntil([this] { return !mProcess.isRunning(); });
     }
-    QProcess& process() { return mProcess; }
+    test::ChildProcess& process() { return mProcess; }
     [[nodiscard]] const QByteArray& output() const { return mOutput; }
 
 private:
     QTemporaryDir mHome;
-    QProcess mProcess;
+    test::ChildProcess mProcess;
     QByteArray mOutput;
 };
 
@@ -64,7 +65,7 @@ TEST(SingleInstance, secondStartHandsOverToTheFirst) {
     EXPECT_TRUE(second.says("The program runs already"));
     EXPECT_FALSE(second.output().contains("Starting server"));
 
-    EXPECT_EQ(first.process().state(), QProcess::Running);
+    EXPECT_TRUE(first.process().isRunning());
     EXPECT_TRUE(test::busctl({u"tree"_s, u"--list"_s, u"com.marvanemedia.TakeboxDV"_s})
                     .output.contains("/devices/00000000000000c3"));
     first.process().terminate();
@@ -81,13 +82,12 @@ TEST(SingleInstance, ofManyAtOnceExactlyOneGoesOn) {
         programs.push_back(std::make_unique<Program>());
     }
     const auto running = [&programs] {
-        return std::count_if(programs.begin(), programs.end(), [](const auto& program) {
-            return program->process().state() != QProcess::NotRunning;
-        });
+        return std::count_if(programs.begin(), programs.end(),
+                             [](const auto& program) { return program->process().isRunning(); });
     };
     EXPECT_TRUE(waitUntil([&running] { return running() == 1; }));
     for (const auto& program : programs) {
-        if (program->process().state() == QProcess::NotRunning) {
+        if (!program->process().isRunning()) {
             EXPECT_EQ(program->process().exitCode(), 0);
         } else {
             EXPECT_TRUE(program->says("Starting server on port"));

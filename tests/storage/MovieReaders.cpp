@@ -1,9 +1,9 @@
 #include "MovieReaders.h"
+#include "support/ChildProcess.h"
 
 #include <gtest/gtest.h>
 
 #include <QJsonDocument>
-#include <QProcess>
 
 namespace takebox::test {
 
@@ -19,11 +19,12 @@ std::string withoutNoteOnTimeCode(QByteArray text) {
 }  // namespace
 
 Output runReader(const QString& program, const QStringList& arguments) {
-    QProcess process;
-    process.start(program, arguments, QIODevice::ReadOnly);
+    ChildProcess process;
+    process.start(program, arguments);
+    process.closeWriteChannel();
     Output output;
     if (!process.waitForFinished(120000)) {
-        output.error = process.errorString().toUtf8();
+        output.error = "did not end in time";
         return output;
     }
     output.exitCode = process.exitCode();

@@ -1,7 +1,7 @@
 #include "DVMaterial.h"
+#include "support/ChildProcess.h"
 
 #include <QFile>
-#include <QProcess>
 #include <QStringList>
 #include <QTemporaryDir>
 
@@ -24,8 +24,8 @@ QByteArray contentsOf(const QString& path) {
 }
 
 bool runFfmpeg(const QStringList& arguments) {
-    return QProcess::execute(u"ffmpeg"_s, QStringList{u"-v"_s, u"quiet"_s, u"-y"_s} + arguments) ==
-           0;
+    return ChildProcess::execute(u"ffmpeg"_s,
+                                 QStringList{u"-v"_s, u"quiet"_s, u"-y"_s} + arguments) == 0;
 }
 
 }  // namespace

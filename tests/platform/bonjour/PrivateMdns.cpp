@@ -1,4 +1,5 @@
 #include "PrivateMdns.h"
+#include "support/ChildProcess.h"
 
 #include <gtest/gtest.h>
 
@@ -16,7 +17,7 @@ PrivateMdns& PrivateMdns::shared() {
 }
 
 PrivateMdns::PrivateMdns() {
-    mProcess.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    mProcess.setErrors(ChildProcess::Errors::kForwarded);
     mProcess.start(QStringLiteral("python3"), {QStringLiteral(PRIVATE_MDNS)});
     const QByteArray line = readLine();
     mIsAvailable = line.startsWith("unix:");
@@ -47,7 +48,7 @@ void PrivateMdns::stopDaemon() {
 }
 
 QStringList PrivateMdns::browse() {
-    QProcess browser;
+    ChildProcess browser;
     browser.start(QStringLiteral("avahi-browse"),
                   {QStringLiteral("--resolve"), QStringLiteral("--parsable"),
                    QStringLiteral("--terminate"), QStringLiteral("_takebox._tcp")});

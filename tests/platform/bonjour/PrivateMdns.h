@@ -1,8 +1,9 @@
 #pragma once
 
-#include <QProcess>
 #include <QStringList>
 #include <vector>
+
+#include "support/ChildProcess.h"
 
 namespace takebox::test {
 
@@ -35,7 +36,7 @@ private:
     void command(const char* word);
     QByteArray readLine();
 
-    QProcess mProcess;
+    ChildProcess mProcess;
     bool mIsAvailable = false;
     bool mDaemonRuns = false;
 };

@@ -1,11 +1,11 @@
 #include "platform/defaults/PropertyList.h"
+#include "support/ChildProcess.h"
 
 #include <gtest/gtest.h>
 
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
-#include <QProcess>
 #include <QSize>
 #include <QTemporaryDir>
 #include <clocale>
@@ -84,8 +84,8 @@ else:
 )python";
 
 int runPython(const QStringList& arguments) {
-    QProcess process;
-    process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    test::ChildProcess process;
+    process.setErrors(test::ChildProcess::Errors::kForwarded);
     process.start(u"/usr/bin/python3"_s,
                   QStringList{u"-c"_s, QString::fromUtf8(kPython)} + arguments);
     return process.waitForFinished(60000) ? process.exitCode() : -1;
@@ -228,7 +228,8 @@ TEST(PropertyList, localDateIsTheSameMomentAfterReading) {
 TEST(PropertyList, realsKeepTheirFractionWhereTheCommaSeparatesIt) {
     const QTemporaryDir folder;
     const QString made = folder.filePath(u"de_DE.UTF-8"_s);
-    if (QProcess::execute(u"localedef"_s, {u"-i"_s, u"de_DE"_s, u"-f"_s, u"UTF-8"_s, made}) != 0) {
+    if (test::ChildProcess::execute(u"localedef"_s,
+                                    {u"-i"_s, u"de_DE"_s, u"-f"_s, u"UTF-8"_s, made}) != 0) {
         std::puts("No locale definitions here: the locale of the process is all that was tried");
     }
     qputenv("LOCPATH", folder.path().toUtf8());
