@@ -8,7 +8,7 @@ from takebox import (PAL_FRAME, TakeboxTest, deck, deck_key, deck_settings, size
                      write_preferences)
 
 GUID = 0x10551
-ENDED = (r"Deck: recording "Take" ended, (\d+) frames received, (\d+) recorded, (\d+) lost, "
+ENDED = (r'Deck: recording "Take" ended, (\d+) frames received, (\d+) recorded, (\d+) lost, '
          r"(\d+) problem messages")
 
 
