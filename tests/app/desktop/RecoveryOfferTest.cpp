@@ -8,6 +8,7 @@
 #include <QLabel>
 #include <QPointer>
 #include <QTemporaryDir>
+#include <algorithm>
 
 #include "app/desktop/DesktopInterface.h"
 #include "storage/WriterThreads.h"
