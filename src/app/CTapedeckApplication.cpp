@@ -4,6 +4,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QTimer>
 #include <utility>
 
 #include "app/CActionsManager.h"
@@ -114,9 +115,7 @@ bool CTapedeckApplication::migratePreferences() {
     }
     mInterface.showInformationalAlert(tr("The application preferences have been updated !"),
                                       tr("This application will need to be restarted."), [] {
-                                          QMetaObject::invokeMethod(
-                                              qApp, [] { QCoreApplication::exit(0); },
-                                              Qt::QueuedConnection);
+                                          QTimer::singleShot(0, [] { QCoreApplication::exit(0); });
                                       });
     return true;
 }

@@ -129,12 +129,14 @@ void CDVDeviceWindowController::updateLosses() {
 
 qint64 CDVDeviceWindowController::receivedFrames() const {
     const RecordingReport report = _device ? _device->recordingReport() : RecordingReport();
-    return static_cast<qint64>(report.frames + report.inconsistentFrames);
+    const std::uint64_t received = report.frames + report.inconsistentFrames;
+    return static_cast<qint64>(received);
 }
 
 qint64 CDVDeviceWindowController::lostFrames() const {
     const RecordingReport report = _device ? _device->recordingReport() : RecordingReport();
-    return static_cast<qint64>(report.lostFrames() + report.inconsistentFrames);
+    const std::uint64_t lost = report.lostFrames() + report.inconsistentFrames;
+    return static_cast<qint64>(lost);
 }
 
 qint64 CDVDeviceWindowController::problemMessages() const {
@@ -147,7 +149,8 @@ QString CDVDeviceWindowController::losses() const {
 }
 
 double CDVDeviceWindowController::secondsOfRecordingIn(qint64 bytes) {
-    return static_cast<double>(bytes / kRecordingDataRate);
+    const qint64 wholeSeconds = bytes / kRecordingDataRate;
+    return static_cast<double>(wholeSeconds);
 }
 
 void CDVDeviceWindowController::setPreviewImage(const QImage& image) {

@@ -19,7 +19,7 @@ bool isControl(QChar character) {
 
 QString withoutControlsAtEnds(const QString& text) {
     const auto* const first = std::find_if_not(text.cbegin(), text.cend(), isControl);
-    const auto last =
+    const auto* const last =
         std::find_if_not(text.crbegin(), std::make_reverse_iterator(first), isControl).base();
     return text.mid(first - text.cbegin(), last - first);
 }

@@ -180,7 +180,7 @@ constexpr char kDroppedFrames[] = "Dropped Frames: 0";
 
 struct CommandWord {
     QLatin1String word;
-    void (*run)(const Request&);
+    void (*run)(const Request&) = nullptr;
 };
 
 // The whole vocabulary. A new word is a row here, a section in docs/remote-control.md, and a line

@@ -6,6 +6,7 @@
 #include <QPushButton>
 #include <QScreen>
 #include <QSystemTrayIcon>
+#include <QTimer>
 #include <algorithm>
 #include <utility>
 
@@ -74,8 +75,7 @@ bool DesktopInterface::eventFilter(QObject* watched, QEvent* event) {
     if (event->type() == QEvent::Close && watched->isWidgetType() &&
         !watched->inherits("QMessageBox")) {
         mIsUserClosing = true;
-        QMetaObject::invokeMethod(
-            this, [this] { mIsUserClosing = false; }, Qt::QueuedConnection);
+        QTimer::singleShot(0, this, [this] { mIsUserClosing = false; });
     }
     return QObject::eventFilter(watched, event);
 }
@@ -140,8 +140,7 @@ void DesktopInterface::setApplicationIcon(const QString& name) {
 
 void DesktopInterface::deviceListDidChange() {
     // The list may still be in the making; and a window cannot go while one of its menus is open.
-    QMetaObject::invokeMethod(this, &DesktopInterface::showWhetherThereIsADevice,
-                              Qt::QueuedConnection);
+    QTimer::singleShot(0, this, &DesktopInterface::showWhetherThereIsADevice);
 }
 
 void DesktopInterface::showWhetherThereIsADevice() {

@@ -2,7 +2,7 @@
 
 #include <memory>
 
-struct _DNSServiceRef_t;
+struct _DNSServiceRef_t;  // NOLINT(bugprone-reserved-identifier): the dns_sd API names it so
 
 namespace takebox {
 

@@ -96,8 +96,9 @@ void HalfSizeDecoder::setSampling(dvframe::Sampling sampling) {
     mPicture[0] = {kWidth, height, {}};
     mPicture[1] = mPicture[2] = {colourWidth, colourHeight, {}};
     for (Plane& plane : mPicture) {
-        plane.samples.assign(static_cast<std::size_t>(plane.width * plane.height),
-                             static_cast<std::uint8_t>(kMiddle));
+        plane.samples.assign(
+            static_cast<std::size_t>(plane.width) * static_cast<std::size_t>(plane.height),
+            static_cast<std::uint8_t>(kMiddle));
     }
 }
 

@@ -33,10 +33,10 @@ const QColor kLossColor(0xB0, 0x12, 0x0A);
 
 // How the window says, so that nobody can overlook it, what the deck is doing.
 struct Tally {
-    const char* text;
+    const char* text = nullptr;
     QColor background;
     QColor foreground;
-    const char* icon;
+    const char* icon = nullptr;
 };
 
 const Tally& tallyOf(bool isRecording, bool isPaused) {

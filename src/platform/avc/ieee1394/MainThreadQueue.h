@@ -1,7 +1,8 @@
 #pragma once
 
-#include <QObject>
+#include <QSocketNotifier>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <vector>
 
@@ -13,8 +14,8 @@ class MainThreadQueue {
 public:
     using Work = std::function<void()>;
 
-    MainThreadQueue() = default;
-    ~MainThreadQueue() = default;
+    MainThreadQueue();
+    ~MainThreadQueue();
     MainThreadQueue(const MainThreadQueue&) = delete;
     MainThreadQueue& operator=(const MainThreadQueue&) = delete;
 
@@ -24,7 +25,8 @@ public:
     void run();
 
 private:
-    QObject mContext;
+    int mWakeUp;  // eventfd
+    std::unique_ptr<QSocketNotifier> mNotifier;
     std::mutex mMutex;  // guards mWork
     std::vector<Work> mWork;
 };
