@@ -11,6 +11,7 @@
 #include "platform/log/Log.h"
 #include "recovery/OpenRecordings.h"
 #include "recovery/Recovery.h"
+#include "storage/WriterThreads.h"
 
 namespace takebox {
 namespace {
@@ -110,6 +111,7 @@ int runRecover(const QStringList& paths) {
             break;
         }
     }
+    WriterThreads::waitUntilFinished();  // a movie counts when it is on the disk
     return status;
 }
 
