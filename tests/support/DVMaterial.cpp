@@ -34,14 +34,15 @@ std::vector<QByteArray> readDVFrames(const QString& path, int frameSize) {
     return split(contentsOf(path), frameSize);
 }
 
-std::vector<QByteArray> makeDVFrames(bool isPAL, bool is16By9, int count) {
+std::vector<QByteArray> makeDVFrames(bool isPAL, bool is16By9, int count, const QString& filter) {
     const QTemporaryDir folder;
     const QString path = folder.filePath(u"made.dv"_s);
     const QString source =
         isPAL ? u"testsrc2=s=720x576:r=25"_s : u"testsrc2=s=720x480:r=30000/1001"_s;
-    runFfmpeg({u"-f"_s, u"lavfi"_s, u"-i"_s, source, u"-frames:v"_s, QString::number(count),
-               u"-c:v"_s, u"dvvideo"_s, u"-pix_fmt"_s, isPAL ? u"yuv420p"_s : u"yuv411p"_s,
-               u"-aspect"_s, is16By9 ? u"16:9"_s : u"4:3"_s, u"-f"_s, u"dv"_s, path});
+    runFfmpeg({u"-f"_s, u"lavfi"_s, u"-i"_s, source, u"-vf"_s, filter, u"-frames:v"_s,
+               QString::number(count), u"-c:v"_s, u"dvvideo"_s, u"-pix_fmt"_s,
+               isPAL ? u"yuv420p"_s : u"yuv411p"_s, u"-aspect"_s, is16By9 ? u"16:9"_s : u"4:3"_s,
+               u"-f"_s, u"dv"_s, path});
     return readDVFrames(path, isPAL ? 144000 : 120000);
 }
 

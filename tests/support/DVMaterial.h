@@ -11,8 +11,10 @@ namespace takebox::test {
 /// The frames of a file of DV frames; a part of a frame at the end is left out.
 std::vector<QByteArray> readDVFrames(const QString& path, int frameSize);
 
-/// Frames of a moving test picture made by ffmpeg. Empty when ffmpeg is not installed.
-std::vector<QByteArray> makeDVFrames(bool isPAL, bool is16By9, int count);
+/// Frames of a moving test picture made by ffmpeg, with one of its filters applied. Empty when
+/// ffmpeg is not installed.
+std::vector<QByteArray> makeDVFrames(bool isPAL, bool is16By9, int count,
+                                     const QString& filter = QStringLiteral("null"));
 
 /// The pictures of the frames as ffmpeg decodes them whole and scales them, three bytes (red,
 /// green, blue) a pixel, one array a frame.
