@@ -51,7 +51,9 @@ void DVPreview::decompressFrame(std::uint32_t recordedFrames) {
             return;
         }
     }
-    mTime = static_cast<std::int32_t>(recordedFrames * kTimeUnitsPerFrame);
+    // Beyond 2^31 units, after days, the time starts again below zero.
+    mTime = static_cast<std::int32_t>(static_cast<std::int64_t>(recordedFrames) *
+                                      static_cast<std::int64_t>(kTimeUnitsPerFrame));
     mNewestFrame = frame;
     mNewestFrameWaits = true;
     if (mDelegate != nullptr && mDelegate->wantsPreviewImage()) {

@@ -95,6 +95,14 @@ TEST_F(DVPreviewTest, countsDisplayTimeInRecordedFrames) {
     EXPECT_EQ(onlooker.images.size(), 3U);
 }
 
+TEST_F(DVPreviewTest, startsItsTimeAgainAfterDays) {
+    show(frames[0]);
+    show(frames[1], 21474836);
+    EXPECT_EQ(preview.lastTime(), 2147483600);
+    show(frames[2], 21474837);
+    EXPECT_EQ(preview.lastTime(), static_cast<std::int32_t>(2147483700LL - (1LL << 32)));
+}
+
 TEST_F(DVPreviewTest, widensThePictureOfWidePAL) {
     preview.set16By9(true);
     EXPECT_EQ(preview.previewBounds(), QRectF(0, 0, 240, 135));
