@@ -36,7 +36,7 @@ int countOf(LogCapture& log, const char* fragment) {
 TEST(NetService, isSeenWithNameTypeAndPortUntilItIsDestroyed) {
     PrivateMdns& mdns = PrivateMdns::shared();
     if (!mdns.isAvailable()) {
-        return;
+        GTEST_SKIP() << "no service daemon can be run here";
     }
     mdns.startDaemon();
     LogCapture log;
@@ -51,7 +51,7 @@ TEST(NetService, isSeenWithNameTypeAndPortUntilItIsDestroyed) {
 TEST(NetService, carriesTheNameItIsGiven) {
     PrivateMdns& mdns = PrivateMdns::shared();
     if (!mdns.isAvailable()) {
-        return;
+        GTEST_SKIP() << "no service daemon can be run here";
     }
     mdns.startDaemon();
     const NetService service(QStringLiteral("local"), kType, QStringLiteral("Machine room"), 4711);
@@ -64,7 +64,7 @@ TEST(NetService, carriesTheNameItIsGiven) {
 TEST(NetService, takesANumberWhenItsNameIsInUse) {
     PrivateMdns& mdns = PrivateMdns::shared();
     if (!mdns.isAvailable()) {
-        return;
+        GTEST_SKIP() << "no service daemon can be run here";
     }
     mdns.startDaemon();
     const QString name = QStringLiteral("Desk");
@@ -79,7 +79,7 @@ TEST(NetService, takesANumberWhenItsNameIsInUse) {
 TEST(NetService, waitsForADaemonThatIsNotThereYetAndSaysSoOnce) {
     PrivateMdns& mdns = PrivateMdns::shared();
     if (!mdns.isAvailable()) {
-        return;
+        GTEST_SKIP() << "no service daemon can be run here";
     }
     mdns.stopDaemon();
     LogCapture log;
@@ -93,7 +93,7 @@ TEST(NetService, waitsForADaemonThatIsNotThereYetAndSaysSoOnce) {
 TEST(NetService, isAnnouncedAgainByADaemonThatHasBeenRestarted) {
     PrivateMdns& mdns = PrivateMdns::shared();
     if (!mdns.isAvailable()) {
-        return;
+        GTEST_SKIP() << "no service daemon can be run here";
     }
     mdns.startDaemon();
     LogCapture log;
@@ -110,7 +110,7 @@ TEST(NetService, isAnnouncedAgainByADaemonThatHasBeenRestarted) {
 TEST(NetService, doesNotWaitForADaemonThatHangs) {
     PrivateMdns& mdns = PrivateMdns::shared();
     if (!mdns.isAvailable()) {
-        return;
+        GTEST_SKIP() << "no service daemon can be run here";
     }
     mdns.startDaemon();
     mdns.pauseDaemon();

@@ -19,7 +19,7 @@ const QString kType = QStringLiteral("_takebox._tcp.");
 TEST(ServiceBrowser, findsEachServiceOnceWithItsAddresses) {
     PrivateMdns& mdns = PrivateMdns::shared();
     if (!mdns.isAvailable()) {
-        return;
+        GTEST_SKIP() << "no service daemon can be run here";
     }
     mdns.startDaemon();
     LogCapture log;
@@ -40,7 +40,7 @@ TEST(ServiceBrowser, findsEachServiceOnceWithItsAddresses) {
 TEST(ServiceBrowser, findsNothingWhereNothingIsAnnounced) {
     PrivateMdns& mdns = PrivateMdns::shared();
     if (!mdns.isAvailable()) {
-        return;
+        GTEST_SKIP() << "no service daemon can be run here";
     }
     mdns.startDaemon();
     const auto found = findServices(QStringLiteral("_takebox-none._tcp."), milliseconds(500));
