@@ -2,6 +2,7 @@
 
 #include <QFile>
 #include <QSaveFile>
+#include <algorithm>
 #include <cstdio>
 
 #include "platform/bonjour/ServiceBrowser.h"
@@ -18,6 +19,7 @@ constexpr int kRefused = 1;
 constexpr int kNotAsked = 2;
 
 constexpr seconds kBrowseTime(3);
+constexpr int kHighestNumber = 8;  // commands reach decks 1 to 8
 /// A recorder that is not there holds up the list of the others.
 constexpr RemoteClient::TimeLimits kDiscoverLimits{seconds(2), seconds(2), seconds(2)};
 
@@ -81,7 +83,8 @@ QStringList deckLines(const FoundService& service) {
         return {client.errorText()};
     }
     QStringList lines;
-    for (int number = 1; number <= count->toInt(); ++number) {
+    const int decks = count->toInt();
+    for (int number = 1; number <= std::min(decks, kHighestNumber); ++number) {
         const QByteArray suffix = ' ' + QByteArray::number(number);
         const auto name = client.ask("DEVICENAME" + suffix);
         const auto status = name ? client.ask("STATUS" + suffix) : std::nullopt;
@@ -93,6 +96,9 @@ QStringList deckLines(const FoundService& service) {
                          .arg(number)
                          .arg(QString::fromUtf8(*status), -4)
                          .arg(QString::fromUtf8(*name)));
+    }
+    if (decks > kHighestNumber) {
+        lines.append(QStringLiteral("and %1 more").arg(decks - kHighestNumber));
     }
     return lines.isEmpty() ? QStringList(QStringLiteral("no decks")) : lines;
 }
@@ -107,14 +113,22 @@ int runRemoteCommand(const QStringList& arguments) {
     if (!address) {
         return fail(QStringLiteral("%1 is not an address").arg(arguments.first()));
     }
-    QStringList words = arguments.mid(1);
-    const bool isPicture = words.first().compare(QLatin1String("FRAME"), Qt::CaseInsensitive) == 0;
-    const QString path = isPicture ? takePicturePath(words) : QString();
+    QString command = arguments.mid(1).join(QLatin1Char(' '));
+    // A file name may contain blanks, where it is an argument of its own; the command word may come
+    // together with what belongs to it.
+    QStringList words =
+        arguments[1].simplified().split(QLatin1Char(' '), Qt::SkipEmptyParts) + arguments.mid(2);
+    const bool isPicture = words.value(0).compare(QLatin1String("FRAME"), Qt::CaseInsensitive) == 0;
+    QString path;
+    if (isPicture) {
+        path = takePicturePath(words);
+        command = words.join(QLatin1Char(' '));
+    }
     RemoteClient client;
     if (!client.connect(*address)) {
         return fail(client.errorText());
     }
-    const auto answer = client.ask(words.join(QLatin1Char(' ')).toUtf8());
+    const auto answer = client.ask(command.toUtf8());
     if (!answer) {
         return fail(client.errorText());
     }

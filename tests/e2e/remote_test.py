@@ -235,6 +235,11 @@ class TwoDecks(RemoteTest):
         wait_until(lambda: run_tool("--remote", host, "frame", "1", str(picture))[0] == 0,
                    "a picture")
         self.assertTrue(picture.read_bytes().startswith(b"\xff\xd8"))
+        other = pathlib.Path(self.folder, "other.jpg")
+        for arguments in ([f"frame 1 {other}"], ["frame 1", str(other)], ["Frame", "1", str(other)]):
+            status, output, _ = run_tool("--remote", host, *arguments)
+            self.assertEqual((status, output), (0, f"{other}: {other.stat().st_size} bytes\n"))
+            other.unlink()
 
     def test_the_documented_transcripts_are_true(self):
         """Values that change are compared by their shape, the folder is the test's."""
@@ -396,6 +401,15 @@ class Announcement(RemoteTest):
         self.assertIn(f"(takebox-test.local:{program.port})\n"
                       "  1  IDLE  Studio A\n  2  REC   Studio B\n", output)
         self.assertIn(f"(takebox-test.local:{without_decks.port})\n  no decks\n", output)
+
+    def test_discovery_lists_the_decks_that_commands_reach(self):
+        decks = [deck("pal", 0x100 + number, name=f"Deck {number}") for number in range(1, 11)]
+        program = self.start_here(*decks)
+        wait_until(self.world.browse, "the announcement")
+        status, output, _ = run_tool("--discover", environment=self.world.environment())
+        self.assertEqual(status, 0)
+        listed = "".join(f"  {number}  IDLE  Deck {number}\n" for number in range(1, 9))
+        self.assertIn(f"(takebox-test.local:{program.port})\n{listed}  and 2 more\n", output)
 
     def test_a_recorder_without_a_daemon_serves_all_the_same(self):
         self.world.stop()
