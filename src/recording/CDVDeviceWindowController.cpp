@@ -286,6 +286,7 @@ void CDVDeviceWindowController::pauseButtonPushed() {
         return;
     }
     _device->pauseRecording(mOutlets.pauseButton.state());
+    mOutlets.pauseButton.setState(_device->isPaused());  // without a recording there is no pause
     updateApplicationIcon();
     Q_EMIT recordingStateChanged();
 }

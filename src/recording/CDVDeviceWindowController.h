@@ -128,7 +128,10 @@ public:
     [[nodiscard]] QString recordedTimecode() const;
     [[nodiscard]] double recordedTime() const;
     [[nodiscard]] const QString& quickTimeTitle() const { return _quickTimeTitle; }
-    void setQuickTimeTitle(const QString& title) { _quickTimeTitle = title; }
+    void setQuickTimeTitle(const QString& title) {
+        _quickTimeTitle = title;
+        Q_EMIT settingsChanged();
+    }
     /// Seconds of the chosen time code source.
     [[nodiscard]] double deviceTimecode() const;
     [[nodiscard]] QString deviceTimecodeString() const;

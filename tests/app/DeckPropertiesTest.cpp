@@ -51,6 +51,22 @@ TEST(DeckProperties, whatIsSetIsRead) {
     EXPECT_NE(recorder.deck(1).recordingName(), u"/other"_s);
 }
 
+TEST(DeckProperties, pauseNeedsARecording) {
+    const RunningRecorder recorder;
+    ScriptableDecks decks;
+    const auto& button = recorder.deck(0).outlets().pauseButton;
+    EXPECT_TRUE(decks.runCommand(RunningRecorder::kPALGuid, u"pause"_s));
+    EXPECT_FALSE(button.state()) << "there is nothing to pause";
+    EXPECT_TRUE(decks.setProperty(RunningRecorder::kPALGuid, u"isPaused"_s, true));
+    EXPECT_FALSE(button.state());
+    EXPECT_EQ(decks.property(RunningRecorder::kPALGuid, u"isPaused"_s), QVariant(false));
+    recorder.deck(0).recordButtonPushed();
+    EXPECT_TRUE(decks.runCommand(RunningRecorder::kPALGuid, u"pause"_s));
+    EXPECT_TRUE(button.state());
+    EXPECT_TRUE(decks.setProperty(RunningRecorder::kPALGuid, u"isPaused"_s, false));
+    EXPECT_FALSE(button.state());
+}
+
 TEST(DeckProperties, valuesOfAnotherKindAreRefused) {
     const DeckProperty& name = *deckPropertyNamed(u"recordingName"_s);
     const DeckProperty& loop = *deckPropertyNamed(u"loopRecording"_s);
