@@ -125,6 +125,19 @@ TEST_F(FirewireDevices, oneThatDoesNotAnswerIsListenedTo) {
     EXPECT_EQ(deckStatus(kDeckB)["connections"], "0") << "the connection was given back";
 }
 
+TEST_F(FirewireDevices, oneThatKnowsTheQuestionOfItsTapeOnlyIsAskedThat) {
+    firewire(deck(kDeckA, "mute=18,31 silent=yes source=ntsc:1"));
+    firewire(deck(kDeckB, "mute=18 tape=no silent=yes source=ntsc:1 answers=none"));
+    startBackend();
+    auto* const device = waitForDevice(kGuidA);
+    ASSERT_NE(device, nullptr);
+    EXPECT_TRUE(waitUntil([&] { return device->dvMode() == 0x00; }));
+    EXPECT_TRUE(device->isDVTapeDevice());
+    auto* const other = waitForDevice(kGuidB);
+    ASSERT_NE(other, nullptr);
+    EXPECT_TRUE(waitUntil([&] { return other->isDVConverter(); }));
+}
+
 TEST_F(FirewireDevices, signalsThatCannotBeRecordedClearBothFlags) {
     firewire(deck(kDeckA, "format=hdv"));
     firewire(deck(kDeckB, "format=sdl"));

@@ -58,6 +58,20 @@ TEST_F(FirewireDiagnosis, tellsWhoMayOpenADeviceFileAndHowToBeAllowed) {
     EXPECT_NE(file->advice.find("group video"), std::string::npos);
 }
 
+TEST_F(FirewireDiagnosis, advisesOnTheReason) {
+    firewire("deck " + std::string(kDeckA) + " model=DV-100 access=gone");
+    firewire("deck " + std::string(kDeckB) + " model=DV-200 access=no");
+    const auto lines = avc::diagnoseFireWire();
+    for (const char* topic : {"/dev/fw1", "Device Nordlicht DV-100"}) {
+        ASSERT_NE(find(lines, topic), nullptr) << topic;
+        EXPECT_EQ(find(lines, topic)->advice, "Plug the device in again.") << topic;
+    }
+    for (const char* topic : {"/dev/fw2", "Device Nordlicht DV-200"}) {
+        ASSERT_NE(find(lines, topic), nullptr) << topic;
+        EXPECT_NE(find(lines, topic)->advice.find("group video"), std::string::npos) << topic;
+    }
+}
+
 TEST_F(FirewireDiagnosis, tellsWhenNothingIsSwitchedOn) {
     const auto lines = avc::diagnoseFireWire();
     const auto* const devices = find(lines, "FireWire devices");

@@ -270,6 +270,9 @@ int FakeBus::open(int number, bool closeOnExec) {
     if (node->isDenied || (node->deck && node->deck->settings.access == "no")) {
         return -EACCES;
     }
+    if (node->deck && node->deck->settings.access == "gone") {
+        return -ENODEV;
+    }
     int ends[2];
     if (socketpair(AF_UNIX, SOCK_SEQPACKET | (closeOnExec ? SOCK_CLOEXEC : 0), 0, ends) != 0) {
         return -errno;

@@ -79,10 +79,11 @@ struct DeckSettings {
     bool keep = true;                 ///< goes on for a second after a bus reset
     int sid = -1;                     ///< node number in its packets; -1: its own
     std::string answers = "yes";      ///< to questions: yes, no (silent), none (not implemented)
+    std::string mute;                 ///< opcodes of questions without an answer: "18,31"
     std::string commands = "accept";  ///< accept, reject, silent, interim, late, foreign, reset,
                                       ///< none
     int late = 300;                   ///< ms for late, and for the final answer after interim
-    std::string access = "yes";       ///< no: its device file may not be opened
+    std::string access = "yes";       ///< no: its device file may not be opened; gone: ENODEV
     int fw = -1;                      ///< number of its device file; -1: the next
 };
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstdio>
 #include <cstring>
 
 #include "FakeBus.h"
@@ -49,18 +50,25 @@ constexpr auto kApply =
     [](DeckSettings& settings, std::string_view value) { return parse(value, settings.*field); };
 
 constexpr Setting kSettings[] = {
-    {"card", kApply<&DeckSettings::card>},         {"vendor", kApply<&DeckSettings::vendor>},
-    {"model", kApply<&DeckSettings::model>},       {"names", kApply<&DeckSettings::names>},
-    {"units", kApply<&DeckSettings::units>},       {"format", kApply<&DeckSettings::format>},
-    {"speed", kApply<&DeckSettings::speed>},       {"frames", kApply<&DeckSettings::frames>},
-    {"says", kApply<&DeckSettings::says>},         {"tape", kApply<&DeckSettings::tape>},
-    {"roll", kApply<&DeckSettings::roll>},         {"broadcast", kApply<&DeckSettings::broadcast>},
-    {"patient", kApply<&DeckSettings::patient>},   {"plugs", kApply<&DeckSettings::plugs>},
-    {"silent", kApply<&DeckSettings::silent>},     {"keep", kApply<&DeckSettings::keep>},
-    {"sid", kApply<&DeckSettings::sid>},           {"answers", kApply<&DeckSettings::answers>},
-    {"commands", kApply<&DeckSettings::commands>}, {"late", kApply<&DeckSettings::late>},
-    {"access", kApply<&DeckSettings::access>},     {"fw", kApply<&DeckSettings::fw>},
+    {"card", kApply<&DeckSettings::card>},       {"vendor", kApply<&DeckSettings::vendor>},
+    {"model", kApply<&DeckSettings::model>},     {"names", kApply<&DeckSettings::names>},
+    {"units", kApply<&DeckSettings::units>},     {"format", kApply<&DeckSettings::format>},
+    {"speed", kApply<&DeckSettings::speed>},     {"frames", kApply<&DeckSettings::frames>},
+    {"says", kApply<&DeckSettings::says>},       {"tape", kApply<&DeckSettings::tape>},
+    {"roll", kApply<&DeckSettings::roll>},       {"broadcast", kApply<&DeckSettings::broadcast>},
+    {"patient", kApply<&DeckSettings::patient>}, {"plugs", kApply<&DeckSettings::plugs>},
+    {"silent", kApply<&DeckSettings::silent>},   {"keep", kApply<&DeckSettings::keep>},
+    {"sid", kApply<&DeckSettings::sid>},         {"answers", kApply<&DeckSettings::answers>},
+    {"mute", kApply<&DeckSettings::mute>},       {"commands", kApply<&DeckSettings::commands>},
+    {"late", kApply<&DeckSettings::late>},       {"access", kApply<&DeckSettings::access>},
+    {"fw", kApply<&DeckSettings::fw>},
 };
+
+bool isMute(const DeckSettings& settings, std::uint8_t opcode) {
+    char text[3];
+    std::snprintf(text, sizeof text, "%02x", opcode);
+    return settings.mute.find(text) != std::string::npos;
+}
 
 /// What the packets say of their format, in the words of the setting.
 void setFormat(const std::string& format, std::uint8_t* packet) {
@@ -114,6 +122,9 @@ void FakeBus::command(Node& node, std::vector<std::uint8_t> frame) {
     }
     const auto guid = node.guid;
     if (frame[0] == 0x01) {
+        if (isMute(deck.settings, frame[2])) {
+            return;
+        }
         if (deck.settings.answers == "yes") {
             answerCommand(guid, frame, 0x0C);
         } else if (deck.settings.answers == "none") {

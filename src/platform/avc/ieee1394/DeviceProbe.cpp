@@ -110,15 +110,18 @@ ProbeResult probeDevice(const NodeWatch& watch, const ProbeHints& hints,
             return interrupted;
         }
         hasTape = parts.error == 0 && hasTapeSubunit(parts.answer).value_or(false);
-        if (!signal && hasTape) {
-            const FCPResult tape = sendFCPCommand(watch, kAskOutputSignalMode, stop);
-            if (tape.error == EAGAIN) {
-                return interrupted;
-            }
-            signal = outputSignalMode(tape.answer);
-        }
     }
-    // One unanswered question tells that there is no AV/C: asking the others would only take time.
+    // Older decks know the question of the tape only, and may leave the plug's unanswered. When
+    // that is not answered either there is no AV/C: asking more would only take time.
+    const bool mayKnow = hasTape || (plug.error != 0 && hints.isAVC);
+    if (!signal && mayKnow && !stop.stop_requested()) {
+        const FCPResult tape = sendFCPCommand(watch, kAskOutputSignalMode, stop);
+        if (tape.error == EAGAIN) {
+            return interrupted;
+        }
+        signal = outputSignalMode(tape.answer);
+        hasTape = hasTape || signal.has_value();
+    }
     if (!signal && hints.mayListen) {
         signal = listenToDevice(watch, stop);
     }

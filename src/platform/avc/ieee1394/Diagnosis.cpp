@@ -132,6 +132,18 @@ std::string nameOfGroup(gid_t id) {
                : text("group %u", id);
 }
 
+bool isRefusal(int error) {
+    return error == EACCES || error == EPERM;
+}
+
+/// What to do when a device's file could not be opened.
+std::string adviceAfter(int error) {
+    if (error == 0) {
+        return "";
+    }
+    return isRefusal(error) ? kPermissionAdvice : "Plug the device in again.";
+}
+
 /// @return 0 or the errno value of opening the file.
 int diagnoseDeviceFile(const BusNode& node, Lines& lines) {
     const std::string path = text("/dev/fw%d", node.number);
@@ -143,12 +155,8 @@ int diagnoseDeviceFile(const BusNode& node, Lines& lines) {
     }
     NodeWatch file;
     const int error = file.open(node.number);
-    std::string advice;
-    if (error == EACCES || error == EPERM) {
-        advice = node.isLocal ? "" : kPermissionAdvice;
-    } else if (error != 0) {
-        advice = "Plug the device in again.";
-    }
+    // Of a card's own file only the program's rights are of no account.
+    const std::string advice = node.isLocal && isRefusal(error) ? "" : adviceAfter(error);
     lines.push_back(
         {"Device file " + path,
          owners + (error == 0 ? ", can be opened"
@@ -165,8 +173,11 @@ void diagnoseDevice(const BusNode& node, int error, Lines& lines) {
         return;
     }
     NodeWatch watch;
-    if (error != 0 || watch.open(node.number) != 0) {
-        lines.push_back({topic, guid + ", could not be asked", kPermissionAdvice});
+    if (error == 0) {
+        error = watch.open(node.number);
+    }
+    if (error != 0) {
+        lines.push_back({topic, guid + ", could not be asked", adviceAfter(error)});
         return;
     }
     ProbeHints hints;
