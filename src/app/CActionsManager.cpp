@@ -4,6 +4,7 @@
 #include <QDirIterator>
 #include <QStandardPaths>
 #include <algorithm>
+#include <csignal>
 #include <utility>
 
 #include "platform/log/Log.h"
@@ -11,6 +12,17 @@
 namespace takebox {
 
 std::unique_ptr<CActionsManager> gActionsManager;
+
+namespace {
+
+/// A signal to end waits for the main thread, which the script holds up.
+bool isTerminationPending() {
+    sigset_t pending;
+    return sigpending(&pending) == 0 &&
+           (sigismember(&pending, SIGTERM) == 1 || sigismember(&pending, SIGINT) == 1);
+}
+
+}  // namespace
 
 CActionsManager::CActionsManager(Clock& clock, ScriptSupervisor& supervisor, ScriptDecks* decks)
     : mClock(clock), mSupervisor(supervisor), mDecks(decks) {}
@@ -52,6 +64,10 @@ bool CActionsManager::executeActionWithName(const QString& name) {
 }
 
 bool CActionsManager::shouldEndScript(const QString& name, double seconds) {
+    if (!mIsToEnd && isTerminationPending()) {
+        logMessage("The script \"%s\" was ended: the program is to end", qUtf8Printable(name));
+        mIsToEnd = true;
+    }
     return mIsToEnd || mSupervisor.shouldEndScript(name, seconds);
 }
 

@@ -4,6 +4,7 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QTemporaryDir>
+#include <clocale>
 #include <cstdio>
 
 #include "app/CTapedeckApplication.h"
@@ -23,7 +24,10 @@
 namespace takebox {
 namespace {
 
-void nameApplication() {
+/// Once the application object is there.
+void prepareApplication() {
+    // It has taken over the user's locale, and with it a comma in the numbers of Lua and others.
+    std::setlocale(LC_NUMERIC, "C");
     QCoreApplication::setApplicationName(QStringLiteral("takebox"));
     QCoreApplication::setApplicationVersion(QStringLiteral(TAKEBOX_VERSION));
 }
@@ -69,7 +73,7 @@ int runRecorder(const Options& options, UserInterface& interface) {
 
 int runHeadless(int argc, char** argv, const Options& options) {
     const QCoreApplication application(argc, argv);
-    nameApplication();
+    prepareApplication();
     const LogPump logPump;
     HeadlessInterface interface;
     return options.recordSeconds ? runRecording(options, interface)
@@ -88,7 +92,7 @@ int runDesktop(int argc, char** argv, const Options& options) {
         return 1;
     }
     const QApplication application(argc, argv);
-    nameApplication();
+    prepareApplication();
     // Desktops find name, icon and actions of the windows by it.
     QGuiApplication::setDesktopFileName(QStringLiteral("com.marvanemedia.TakeboxDV"));
     const LogPump logPump;
@@ -98,7 +102,7 @@ int runDesktop(int argc, char** argv, const Options& options) {
 
 int runTool(int argc, char** argv, const Options& options) {
     const QCoreApplication application(argc, argv);
-    nameApplication();
+    prepareApplication();
     if (options.diagnose) {
         return runDiagnose(options.recordFolder.isEmpty() ? QDir::homePath()
                                                           : options.recordFolder);

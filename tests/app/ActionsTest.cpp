@@ -7,6 +7,7 @@
 #include <QFile>
 #include <QRandomGenerator>
 #include <QTemporaryDir>
+#include <csignal>
 
 #include "app/CActionsManager.h"
 #include "platform/runloop/Clock.h"
@@ -164,6 +165,23 @@ TEST_F(Actions, scriptThatRunsKeepsOthersFromStartingAndCanBeEnded) {
     EXPECT_FALSE(meddler.other);
     EXPECT_TRUE(log.containsText("The script \"Other\" was not run"));
     EXPECT_TRUE(actions.executeActionWithName(u"Other"_s));
+}
+
+TEST_F(Actions, signalToEndEndsAScriptAtOnce) {
+    put(u"Endless.lua"_s, "while true do end");
+    manager.loadActions();
+    sigset_t signals;
+    sigset_t before;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGTERM);
+    ASSERT_EQ(pthread_sigmask(SIG_BLOCK, &signals, &before), 0);
+    ASSERT_EQ(pthread_kill(pthread_self(), SIGTERM), 0);
+    test::LogCapture log;
+    EXPECT_FALSE(manager.executeActionWithName(u"Endless"_s));
+    EXPECT_EQ(log.count("The script \"Endless\" was ended: the program is to end"), 1);
+    const timespec now{};
+    EXPECT_EQ(sigtimedwait(&signals, nullptr, &now), SIGTERM);
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 import os
 import socket
+import subprocess
 import unittest
 
 from takebox import (PREFERENCES, TakeboxTest, deck, deck_key, deck_settings, read_file,
@@ -70,6 +71,39 @@ class Lifecycle(TakeboxTest):
         wait_until(lambda: program.ask("ELAPSED 1") != "00:00:00:00", "frames")
         self.end_well(program)
         self.assertGreater(os.path.getsize(os.path.join(folder, "Kept", "Kept.dv")), 0)
+
+    def put_action(self, text):
+        folder = self.make_folder("home", ".local", "share", "takebox", "Actions")
+        with open(os.path.join(folder, "Start Recording.lua"), "w", encoding="utf-8") as file:
+            file.write(text)
+        write_preferences(self.home, {
+            deck_key(7): deck_settings(self.folder), "Launch Start Recording Script": True,
+            "Start Recording Script Delay": 0})
+
+    def test_program_is_ended_while_a_script_runs(self):
+        self.put_action("takebox.log('begun') while true do end")
+        program = self.start(deck("pal", 7))
+        program.ask("RECORD 1")
+        program.wait_for_log("begun")
+        self.end_well(program)
+        self.assertIn('The script "Start Recording" was ended: the program is to end',
+                      program.log())
+        self.assertGreater(os.path.getsize(os.path.join(self.folder, "Take", "Take.dv")), 0)
+
+    def test_numbers_of_scripts_do_not_depend_on_the_desktop(self):
+        locales = self.make_folder("locales")
+        made = subprocess.run(["localedef", "-i", "de_DE", "-f", "UTF-8",
+                               os.path.join(locales, "de_DE.UTF-8")],
+                              capture_output=True, check=False)
+        if made.returncode not in (0, 1):  # 1: with warnings
+            self.skipTest(f"no German locale can be made here: {made.stderr.decode()}")
+        self.put_action("takebox.log('half is ' .. tostring(0.5) .. ', ' .. tonumber('2.5') * 2)")
+        for headless in (True, False):
+            program = self.start(deck("pal", 7), headless=headless, environment={
+                "LOCPATH": locales, "LC_ALL": "de_DE.UTF-8"})
+            program.ask("RECORD 1")
+            program.wait_for_log("half is 0.5, 5.0")
+            self.end_well(program)
 
     def test_damaged_preferences_are_kept_aside(self):
         path = os.path.join(self.home, PREFERENCES)
