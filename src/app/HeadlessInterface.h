@@ -18,6 +18,7 @@ public:
     void showPreferencePanel() override {}
     void orderFrontStandardAboutPanel() override {}
     void activate() override {}
+    [[nodiscard]] bool hasWindows() const override { return false; }
 };
 
 }  // namespace takebox

@@ -63,6 +63,13 @@ public:
 
     /// Brings the windows of the program to the front, because it was started a second time.
     virtual void activate() = 0;
+
+    /// False when there is nothing to bring to the front.
+    [[nodiscard]] virtual bool hasWindows() const { return true; }
+
+protected:
+    /// An alert as a line of the log.
+    static void logAlert(const QString& title, const QString& message);
 };
 
 }  // namespace takebox

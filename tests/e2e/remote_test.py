@@ -185,6 +185,17 @@ class TwoDecks(RemoteTest):
             self.assertEqual(client.ask("status 1"), "IDLE")
         self.assertIn("No Recording Destination!", self.program.log())
 
+    def test_a_record_is_answered_below_an_alert_however_often(self):
+        program = self.start(*DECKS, headless=False, home=self.make_folder("desktop"))
+        with self.client(program) as client:
+            self.assertEqual(client.ask("setcreaterefmovie 1 0"), "OK")
+            self.assertEqual(client.ask("setcreateselfmovie 1 0"), "OK")
+            for _ in range(50):
+                self.assertEqual(client.ask("record 1"), "OK")
+                self.assertEqual(client.ask("status 1"), "IDLE")
+        self.assertEqual(program.log().count("No Recording Destination!"), 50)
+        self.end_well(program)
+
     def test_a_picture_is_nothing_but_a_jpeg(self):
         for client in self.clients(self.program):
             picture = client.picture("frame 1")

@@ -43,9 +43,27 @@ bool isAnyRecordingToCome() {
                                });
 }
 
-// Alerts do not block: the event loop, and with it every recording, goes on below them.
+/// The alert that says this already; null when there is none.
+QMessageBox* shownAlert(const QString& title, const QString& message) {
+    for (QWidget* widget : QApplication::topLevelWidgets()) {
+        auto* alert = qobject_cast<QMessageBox*>(widget);
+        if (alert != nullptr && alert->isVisible() && alert->windowTitle() == title &&
+            alert->informativeText() == message) {
+            return alert;
+        }
+    }
+    return nullptr;
+}
+
+// Alerts do not block: the event loop, and with it every recording, goes on below them. What is
+// said already is not said a second time: nobody may be there to answer for days.
 QMessageBox* showAlert(QMessageBox::Icon icon, const QString& title, const QString& message,
                        Qt::WindowModality modality = Qt::ApplicationModal) {
+    if (QMessageBox* const alert = shownAlert(title, message)) {
+        alert->raise();
+        alert->activateWindow();
+        return alert;
+    }
     auto* alert =
         std::make_unique<QMessageBox>(
             icon, title, QStringLiteral("<b>%1</b>").arg(title.toHtmlEscaped()), QMessageBox::Ok)
@@ -101,6 +119,7 @@ std::unique_ptr<DeviceWindow> DesktopInterface::makeDeviceWindow(
 }
 
 void DesktopInterface::showCriticalAlert(const QString& title, const QString& message) {
+    logAlert(title, message);
     showAlert(QMessageBox::Critical, title, message);
 }
 
@@ -115,6 +134,7 @@ void DesktopInterface::offerRecovery(const std::vector<AbandonedRecording>& reco
 
 void DesktopInterface::showInformationalAlert(const QString& title, const QString& message,
                                               std::function<void()> dismissed) {
+    logAlert(title, message);
     QMessageBox* alert = showAlert(QMessageBox::Information, title, message);
     connect(alert, &QDialog::finished, this, [dismissed = std::move(dismissed)] { dismissed(); });
 }
@@ -213,8 +233,13 @@ void DesktopInterface::terminate() {
         mApplication->terminate();
         return;
     }
-    QMessageBox* alert = showAlert(QMessageBox::Warning, tr("Quit and end the recording?"),
-                                   tr("What has been recorded so far is kept."));
+    const QString title = tr("Quit and end the recording?");
+    const QString message = tr("What has been recorded so far is kept.");
+    const bool isAsked = shownAlert(title, message) != nullptr;
+    QMessageBox* alert = showAlert(QMessageBox::Warning, title, message);
+    if (isAsked) {
+        return;
+    }
     alert->setStandardButtons(QMessageBox::Cancel);
     const QPushButton* quit = alert->addButton(tr("&Quit"), QMessageBox::AcceptRole);
     alert->setDefaultButton(QMessageBox::Cancel);

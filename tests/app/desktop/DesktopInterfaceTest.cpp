@@ -159,6 +159,33 @@ TEST_F(DesktopInterfaceTest, showsAlertsWithoutWaitingForThem) {
     EXPECT_TRUE(isDismissed);
 }
 
+TEST_F(DesktopInterfaceTest, saysTheSameOnceAndLogsIt) {
+    test::LogCapture log;
+    for (int i = 0; i < 3; ++i) {
+        interface.showCriticalAlert(QStringLiteral("No room!"), QStringLiteral("Make\nroom."));
+    }
+    EXPECT_EQ(visibleWindows("QMessageBox").size(), 1U);
+    EXPECT_EQ(log.count("No room! Make room."), 3);
+    interface.showCriticalAlert(QStringLiteral("No room!"), QStringLiteral("Make much room."));
+    EXPECT_EQ(visibleWindows("QMessageBox").size(), 2U);
+    while (alert() != nullptr) {
+        alert()->button(QMessageBox::Ok)->click();
+    }
+    interface.showCriticalAlert(QStringLiteral("No room!"), QStringLiteral("Make\nroom."));
+    ASSERT_NE(alert(), nullptr) << "it has been answered: this is another one";
+    alert()->button(QMessageBox::Ok)->click();
+}
+
+TEST_F(DesktopInterfaceTest, asksOnceWhetherToQuit) {
+    launch({QStringLiteral("pal")});
+    startRecording();
+    interface.terminate();
+    interface.terminate();
+    ASSERT_EQ(visibleWindows("QMessageBox").size(), 1U);
+    EXPECT_EQ(alert()->buttons().size(), 2);
+    alert()->button(QMessageBox::Cancel)->click();
+}
+
 TEST_F(DesktopInterfaceTest, givesTheScreenWithItsYAxisUpwards) {
     const QRect area = QGuiApplication::primaryScreen()->availableGeometry();
     const QRect whole = QGuiApplication::primaryScreen()->geometry();
