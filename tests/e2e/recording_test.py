@@ -1,6 +1,8 @@
 """Recordings of virtual decks from start to stop, judged by ffmpeg and by the bytes of the tape."""
 
 import os
+import socket
+import time
 import unittest
 
 from takebox import (FOLLOW_REFERENCES, NTSC_FRAME, PAL_FRAME, RecordingTest, SessionBus, deck,
@@ -12,6 +14,34 @@ NTSC_DECK = 0x22
 
 
 class Recording(RecordingTest):
+    def test_a_playout_system_that_never_answers_costs_no_frame(self):
+        tapes = {"Pal": self.make_tape("pal.dv", True), "Ntsc": self.make_tape("ntsc.dv", False)}
+        sizes = {"Pal": PAL_FRAME, "Ntsc": NTSC_FRAME}
+        write_preferences(self.home, {
+            **self.settings(PAL_DECK, Recording_Name="Pal"),
+            **self.settings(NTSC_DECK, Recording_Name="Ntsc"),
+            "Should Switch Castline": True, "Castline Addresses": ["127.0.0.12"]})
+        with socket.socket() as silent, socket.socket() as filling:
+            silent.bind(("127.0.0.12", 1025))
+            silent.listen(0)
+            filling.connect(("127.0.0.12", 1025))  # from here on nobody is answered
+            program = self.start(deck(tapes["Pal"], PAL_DECK), deck(tapes["Ntsc"], NTSC_DECK))
+            for index in (1, 2):
+                start = time.monotonic()
+                self.assertEqual(program.ask(f"RECORD {index}"), "OK")
+                self.assertGreater(time.monotonic() - start, 1.9)
+                self.assertLess(time.monotonic() - start, 15)
+                self.assertEqual(program.log().count("Could not switch Castline"), index)
+            for name, frame_size in sizes.items():
+                self.wait_for_frames(self.take(name), 60, frame_size)
+            self.end_well(program)
+        for name, frame_size in sizes.items():
+            files = self.take(name)
+            frames = self.check_take(files, frame_size)
+            self.check_source(files, frame_size, tapes[name], frames)
+            numbers = self.numbers_on_tape(files["dv"], tapes[name], frame_size)
+            self.assertTrue(all((b - a) % 40 == 1 for a, b in zip(numbers, numbers[1:])), numbers)
+
     def test_two_decks_at_once(self):
         write_preferences(self.home, {
             **self.settings(PAL_DECK, Recording_Name="Pal"),
