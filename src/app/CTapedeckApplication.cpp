@@ -9,7 +9,6 @@
 
 #include "app/CActionsManager.h"
 #include "app/ScriptableDecks.h"
-#include "app/ScriptingService.h"
 #include "app/Trash.h"
 #include "app/UserInterface.h"
 #include "capture/PreferenceKeys.h"
@@ -144,7 +143,7 @@ void CTapedeckApplication::startServer() {
 }
 
 void CTapedeckApplication::startScripting() {
-    mScriptingService = std::make_unique<ScriptingService>(*mScriptDecks);
+    mScriptingService = std::make_unique<ScriptingService>(*mScriptDecks, *this);
     connect(mScriptingService.get(), &ScriptingService::activated, this,
             [this] { mInterface.activate(); });
     // Without a bus the program runs on; that has been logged.
@@ -213,6 +212,27 @@ void CTapedeckApplication::handlePauseRecording() {
     if (const auto controller = controllerAtIndex(0)) {
         controller->handlePauseRecording();
     }
+}
+
+bool CTapedeckApplication::hasWindows() const {
+    return mInterface.hasWindows();
+}
+
+bool CTapedeckApplication::runCommand(const QString& command) {
+    const auto controller = controllerAtIndex(0);
+    if (!controller) {
+        return false;
+    }
+    if (command == QLatin1String("start")) {
+        handleStartRecording();
+    } else if (command == QLatin1String("stop")) {
+        handleStopRecording();
+    } else {
+        // The pause button has two states and the command passes on the one it finds.
+        controller->outlets().pauseButton.setState(command == QLatin1String("pause"));
+        handlePauseRecording();
+    }
+    return true;
 }
 
 void CTapedeckApplication::orderFrontStandardAboutPanel() {

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "app/Options.h"
+#include "app/ScriptingService.h"
 #include "capture/CDVDevicesController.h"
 #include "recording/RecordingServices.h"
 
@@ -17,7 +18,6 @@ class RecordingJournal;
 class RemoteCommands;
 class ScriptSupervisor;
 class ScriptableDecks;
-class ScriptingService;
 class ScheduledDecks;
 class TCPServer;
 class UserInterface;
@@ -33,7 +33,10 @@ struct DockMenuItem {
 
 /// The application: start-up in its order, what the parts of the program need of one another, and
 /// the way out. Main thread; one per process, made by main() when the event loop can be run.
-class CTapedeckApplication : public QObject, public DevicesEnvironment, public RecordingServices {
+class CTapedeckApplication : public QObject,
+                             public DevicesEnvironment,
+                             public RecordingServices,
+                             public ScriptedApplication {
     Q_OBJECT
 
 public:
@@ -74,6 +77,10 @@ public:
     [[nodiscard]] QRect visibleFrame() const override;
     void setApplicationIcon(const QString& name) override;
     void deviceListDidChange() override;
+
+    // ScriptedApplication
+    [[nodiscard]] bool hasWindows() const override;
+    [[nodiscard]] bool runCommand(const QString& command) override;
 
     // RecordingServices
     [[nodiscard]] Clock& clock() override;

@@ -61,6 +61,7 @@ QString applicationXml() {
         ScriptingService::kApplicationInterface,
         QStringLiteral("    <method name=\"Activate\">\n"
                        "      <arg name=\"arguments\" type=\"as\" direction=\"in\"/>\n"
+                       "      <arg name=\"hasWindows\" type=\"b\" direction=\"out\"/>\n"
                        "    </method>\n"
                        "    <property name=\"Devices\" type=\"ao\" access=\"read\"/>\n"
                        "    <property name=\"Version\" type=\"s\" access=\"read\"/>\n"));
@@ -89,8 +90,8 @@ QDBusMessage errorReply(const QDBusMessage& message, QDBusError::ErrorType type,
 
 }  // namespace
 
-ScriptingService::ScriptingService(ScriptableDecks& decks)
-    : mDecks(decks), mBus(QString()) {  // a connection that is none
+ScriptingService::ScriptingService(ScriptableDecks& decks, ScriptedApplication& application)
+    : mDecks(decks), mApplication(application), mBus(QString()) {  // a connection that is none
     connect(&mDecks, &ScriptableDecks::decksChanged, this, &ScriptingService::announceDecks);
     connect(&mDecks, &ScriptableDecks::deckChanged, this, &ScriptingService::announceDeck);
 }
@@ -159,7 +160,7 @@ bool ScriptingService::handleMessage(const QDBusMessage& message,
     if (isApplication && message.member() == QLatin1String("Activate")) {
         return connection.send(replyToActivate(message));
     }
-    return connection.send(replyToCommand(message, isApplication ? mDecks.guids().value(0) : guid));
+    return connection.send(replyToCommand(message, guid));
 }
 
 QDBusMessage ScriptingService::replyToActivate(const QDBusMessage& message) {
@@ -171,7 +172,7 @@ QDBusMessage ScriptingService::replyToActivate(const QDBusMessage& message) {
     // After the answer, so that the second start ends before our windows come up.
     QMetaObject::invokeMethod(
         this, [this, arguments] { Q_EMIT activated(arguments); }, Qt::QueuedConnection);
-    return message.createReply();
+    return message.createReply(mApplication.hasWindows());
 }
 
 QDBusMessage ScriptingService::replyToCommand(const QDBusMessage& message, const QString& guid) {
@@ -183,7 +184,8 @@ QDBusMessage ScriptingService::replyToCommand(const QDBusMessage& message, const
             return errorReply(message, QDBusError::InvalidArgs,
                               QStringLiteral("%1 takes no arguments").arg(message.member()));
         }
-        return mDecks.runCommand(guid, QLatin1String(command.command))
+        const QString word = QLatin1String(command.command);
+        return (guid.isEmpty() ? mApplication.runCommand(word) : mDecks.runCommand(guid, word))
                    ? message.createReply()
                    : errorReply(message, QDBusError::Failed, QStringLiteral("There is no deck"));
     }

@@ -9,10 +9,25 @@
 
 namespace takebox {
 
+/// What the object of the application on the session bus stands for. Main thread.
+class ScriptedApplication {
+public:
+    virtual ~ScriptedApplication() = default;
+    /// Whether there are windows that a second start can bring to the front.
+    [[nodiscard]] virtual bool hasWindows() const = 0;
+    /// "start", "stop", "pause" or "resume", to the first deck. @return false without one.
+    [[nodiscard]] virtual bool runCommand(const QString& command) = 0;
+
+protected:
+    ScriptedApplication() = default;
+    ScriptedApplication(const ScriptedApplication&) = default;
+    ScriptedApplication& operator=(const ScriptedApplication&) = default;
+};
+
 /// The decks on the session bus, for other programs: docs/scripting.md describes the objects. Main
 /// thread.
 ///
-/// One object at kPath for the application, whose commands go to the first deck, and one below it
+/// One object at kPath for the application and one below it
 /// for each deck, with the commands and the list of deckProperties(). Other programs are told of
 /// changes to the properties that are not live.
 class ScriptingService final : public QDBusVirtualObject {
@@ -24,7 +39,7 @@ public:
     static const QString kApplicationInterface;
     static const QString kDeviceInterface;
 
-    explicit ScriptingService(ScriptableDecks& decks);
+    ScriptingService(ScriptableDecks& decks, ScriptedApplication& application);
     ~ScriptingService() override;
 
     /// Puts the objects on the bus under our service name. @return false when it cannot (logged).
@@ -53,6 +68,7 @@ private:
                                const QVariantMap& changed) const;
 
     ScriptableDecks& mDecks;
+    ScriptedApplication& mApplication;
     QDBusConnection mBus;
     bool mIsStarted = false;
     QHash<QString, QVariantMap> mAnnounced;  // by GUID: what others know

@@ -35,7 +35,7 @@ SingleInstance::Outcome SingleInstance::claim(const QStringList& arguments) {
         }
         reply = bus.call(activate, QDBus::Block, static_cast<int>(deadline.remainingTime()));
         if (reply.type() == QDBusMessage::ReplyMessage) {
-            return Outcome::kHandedOver;
+            return reply.arguments().value(0).toBool() ? Outcome::kHandedOver : Outcome::kNoWindows;
         }
         // The other one may be on its way up, without its objects, or down.
         QThread::msleep(kPause);

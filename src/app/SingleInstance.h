@@ -10,12 +10,13 @@ class SingleInstance {
 public:
     enum class Outcome : std::uint8_t {
         kFirst,       ///< this is the one: go on (also without a session bus)
-        kHandedOver,  ///< another one runs and has taken over our arguments: end
+        kHandedOver,  ///< another one runs and brings its windows to the front: end
+        kNoWindows,   ///< another one runs and has no windows: end
         kNoAnswer,    ///< another one runs but does not answer (logged): end with a failure
     };
 
-    /// Claims the program's name on the session bus or, where it is taken, hands the arguments over
-    /// to its owner. May wait for some seconds. Before the devices are opened.
+    /// Claims the program's name on the session bus or, where it is taken, tells its owner, with
+    /// our arguments. May wait for some seconds. Before the devices are opened.
     [[nodiscard]] static Outcome claim(const QStringList& arguments);
 };
 

@@ -49,13 +49,27 @@ int runRecording(const Options& options, UserInterface& interface) {
     return QCoreApplication::exec();
 }
 
+/// A second start brings up the windows of the first; nothing else of it can be done.
+int endSecondStart(bool hasWindows, QStringList arguments) {
+    const bool wantsNone = !hasWindows && arguments.removeAll(QStringLiteral("--headless")) > 0;
+    logMessage(hasWindows ? "The program runs already; its windows come to the front"
+                          : "The program runs already, without windows");
+    if (!arguments.isEmpty()) {
+        logMessage("Ignored, because the program runs already: %s",
+                   arguments.join(QLatin1Char(' ')).toLocal8Bit().constData());
+    }
+    return (hasWindows || wantsNone) && arguments.isEmpty() ? 0 : 1;
+}
+
 int runRecorder(const Options& options, UserInterface& interface) {
-    switch (SingleInstance::claim(QCoreApplication::arguments().mid(1))) {
+    const QStringList arguments = QCoreApplication::arguments().mid(1);
+    switch (SingleInstance::claim(arguments)) {
         case SingleInstance::Outcome::kFirst:
             break;
         case SingleInstance::Outcome::kHandedOver:
-            logMessage("The program runs already; its windows come to the front");
-            return 0;
+            return endSecondStart(true, arguments);
+        case SingleInstance::Outcome::kNoWindows:
+            return endSecondStart(false, arguments);
         case SingleInstance::Outcome::kNoAnswer:
             return 1;
     }

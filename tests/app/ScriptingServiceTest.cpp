@@ -30,6 +30,11 @@ QByteArray propertyOf(const QString& path, const QString& name) {
     return busctl({u"get-property"_s, kService, path, kDevice, name}).output.trimmed();
 }
 
+struct NoDecks : ScriptedApplication {
+    [[nodiscard]] bool hasWindows() const override { return true; }
+    [[nodiscard]] bool runCommand(const QString& /*command*/) override { return false; }
+};
+
 TEST(ScriptingService, applicationListsItsDevices) {
     const RunningRecorder recorder;
     EXPECT_EQ(busctl({u"get-property"_s, kService, kPath, kApplication, u"Devices"_s}).output,
@@ -89,6 +94,11 @@ TEST(ScriptingService, commandsOfTheApplicationGoToTheFirstDeck) {
     EXPECT_FALSE(recorder.deck(1).device()->isRecording());
     EXPECT_EQ(log.count("STARTED RECORDING because we received an AppleScript command to record"),
               1);
+    for (const bool paused : {true, false}) {
+        const QString method = paused ? u"PauseRecording"_s : u"ResumeRecording"_s;
+        EXPECT_EQ(busctl({u"call"_s, kService, kPath, kApplication, method}).exitCode, 0);
+        EXPECT_EQ(recorder.deck(0).device()->isPaused(), paused);
+    }
     EXPECT_EQ(busctl({u"call"_s, kService, kPath, kApplication, u"StopRecording"_s}).exitCode, 0);
     EXPECT_FALSE(recorder.deck(0).device()->isRecording());
     EXPECT_EQ(log.count("STOPPED because we received an AppleScript command to stop"), 1);
@@ -174,6 +184,28 @@ TEST(ScriptingService, changesAreAnnouncedWithWhatChangedOnly) {
     EXPECT_TRUE(monitor.sees("'recordingName': <'Late Show'>"));
 }
 
+TEST(ScriptingService, everyChangeOfASettingIsAnnounced) {
+    const RunningRecorder recorder;
+    ScriptableDecks decks;
+    Monitor monitor;
+    for (const DeckProperty& property : deckProperties()) {
+        if (property.set == nullptr || property.isLive) {
+            continue;
+        }
+        const QString name = QString::fromLatin1(property.name);
+        recorder.deck(0).recordButtonPushed();  // a pause needs a recording
+        QVariant value = u"/other"_s;
+        if (property.type == QMetaType::Bool) {
+            value = !property.get(recorder.deck(0)).toBool();
+        } else if (property.type == QMetaType::Double) {
+            value = 1234.5;
+        }
+        ASSERT_TRUE(decks.setProperty(RunningRecorder::kPALGuid, name, value)) << property.name;
+        EXPECT_TRUE(monitor.sees('\'' + QByteArray(property.name) + "': <")) << property.name;
+        recorder.deck(0).stopButtonPushed();
+    }
+}
+
 TEST(ScriptingService, pythonProgramRecordsWithADeck) {
     const RunningRecorder recorder;
     const auto result = runClient(u"/usr/bin/python3"_s, {u"-c"_s,
@@ -202,7 +234,8 @@ for path in properties.Get(name + ".Application", "Devices"):
 
 TEST(ScriptingService, activationIsPassedOn) {
     ScriptableDecks decks;
-    ScriptingService service(decks);
+    NoDecks application;
+    ScriptingService service(decks, application);
     ASSERT_TRUE(service.start());
     QStringList received;
     QObject::connect(&service, &ScriptingService::activated,
@@ -213,15 +246,16 @@ TEST(ScriptingService, activationIsPassedOn) {
               1);  // busctl takes the dashes for its own
     EXPECT_EQ(busctl({u"call"_s, u"--"_s, kService, kPath, kApplication, u"Activate"_s, u"as"_s,
                       u"2"_s, u"--headless"_s, u"x y"_s})
-                  .exitCode,
-              0);
+                  .output,
+              "b true\n");
     EXPECT_TRUE(waitUntil([&received] { return !received.isEmpty(); }));
     EXPECT_EQ(received, (QStringList{u"--headless"_s, u"x y"_s}));
 }
 
 TEST(ScriptingService, withoutDecksCommandsFailAndTheListIsEmpty) {
     ScriptableDecks decks;
-    ScriptingService service(decks);
+    NoDecks application;
+    ScriptingService service(decks, application);
     ASSERT_TRUE(service.start());
     EXPECT_EQ(busctl({u"get-property"_s, kService, kPath, kApplication, u"Devices"_s}).output,
               "ao 0\n");
@@ -232,7 +266,8 @@ TEST(ScriptingService, withoutDecksCommandsFailAndTheListIsEmpty) {
 TEST(ScriptingService, nameThatIsTakenAndMissingBusAreLogLines) {
     test::LogCapture log;
     ScriptableDecks decks;
-    ScriptingService service(decks);
+    NoDecks application;
+    ScriptingService service(decks, application);
     EXPECT_FALSE(service.start(QDBusConnection(u"none"_s)));
     EXPECT_EQ(log.count("There is no session bus: other programs cannot control this one"), 1);
 

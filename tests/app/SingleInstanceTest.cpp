@@ -16,20 +16,22 @@ namespace {
 using namespace Qt::StringLiterals;
 using test::waitUntil;
 
+const QStringList kArguments{u"--headless"_s, u"--control-port"_s, u"0"_s, u"--virtual-deck"_s,
+                             u"pal,guid=00000000000000c3"_s};
+
 /// The program itself, in a home of its own.
 class Program {
 public:
-    explicit Program(bool withBus = true) {
+    explicit Program(bool withBus = true, const QStringList& arguments = kArguments) {
         auto environment = QProcessEnvironment::systemEnvironment();
         environment.insert(u"HOME"_s, mHome.path());
         if (!withBus) {
             environment.insert(u"DBUS_SESSION_BUS_ADDRESS"_s, u"unix:path="_s + mHome.path());
         }
+        environment.insert(u"QT_QPA_PLATFORM"_s, u"offscreen"_s);
         mProcess.setEnvironment(environment.toStringList());
         mProcess.setErrors(test::ChildProcess::Errors::kMerged);
-        mProcess.start(QStringLiteral(TAKEBOX_PROGRAM),
-                       {u"--headless"_s, u"--control-port"_s, u"0"_s, u"--virtual-deck"_s,
-                        u"pal,guid=00000000000000c3"_s});
+        mProcess.start(QStringLiteral(TAKEBOX_PROGRAM), arguments);
     }
     ~Program() {
         mProcess.terminate();
@@ -61,8 +63,11 @@ TEST(SingleInstance, secondStartHandsOverToTheFirst) {
     ASSERT_TRUE(first.says("Starting server on port"));
     Program second;
     ASSERT_TRUE(second.ends());
-    EXPECT_EQ(second.process().exitCode(), 0);
-    EXPECT_TRUE(second.says("The program runs already"));
+    EXPECT_EQ(second.process().exitCode(), 1);
+    EXPECT_TRUE(second.says("The program runs already, without windows"));
+    EXPECT_TRUE(
+        second.says("Ignored, because the program runs already: --control-port 0 "
+                    "--virtual-deck pal,guid=00000000000000c3"));
     EXPECT_FALSE(second.output().contains("Starting server"));
 
     EXPECT_TRUE(first.process().isRunning());
@@ -74,6 +79,34 @@ TEST(SingleInstance, secondStartHandsOverToTheFirst) {
     // And the name is free again.
     Program third;
     EXPECT_TRUE(third.says("Starting server on port"));
+}
+
+TEST(SingleInstance, secondStartSaysWhetherItsWishIsFulfilled) {
+    struct Start {
+        QStringList options;
+        int status;
+        QByteArray text;
+    };
+    const auto expect = [](const std::vector<Start>& starts) {
+        for (const auto& [options, status, text] : starts) {
+            Program second(true, options);
+            ASSERT_TRUE(second.ends());
+            EXPECT_EQ(second.process().exitCode(), status) << qPrintable(options.join(u' '));
+            EXPECT_TRUE(second.says(text));
+        }
+    };
+    {
+        Program first;
+        ASSERT_TRUE(first.says("Starting server on port"));
+        expect({{{}, 1, "The program runs already, without windows"},
+                {{u"--headless"_s}, 0, "The program runs already, without windows"}});
+        first.process().terminate();
+        ASSERT_TRUE(first.ends());
+    }
+    Program first(true, kArguments.mid(1));
+    ASSERT_TRUE(first.says("Starting server on port"));
+    expect({{{}, 0, "The program runs already; its windows come to the front"},
+            {{u"--headless"_s}, 1, "Ignored, because the program runs already: --headless"}});
 }
 
 TEST(SingleInstance, ofManyAtOnceExactlyOneGoesOn) {
@@ -88,7 +121,7 @@ TEST(SingleInstance, ofManyAtOnceExactlyOneGoesOn) {
     EXPECT_TRUE(waitUntil([&running] { return running() == 1; }));
     for (const auto& program : programs) {
         if (!program->process().isRunning()) {
-            EXPECT_EQ(program->process().exitCode(), 0);
+            EXPECT_EQ(program->process().exitCode(), 1);
         } else {
             EXPECT_TRUE(program->says("Starting server on port"));
         }
