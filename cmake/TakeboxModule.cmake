@@ -16,7 +16,7 @@ if(TAKEBOX_SANITIZE)
   # The instrumented code confuses the compiler's own search for uninitialised values.
   target_compile_options(takebox_options INTERFACE
     -fsanitize=${TAKEBOX_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all -O1 -g1
-    -Wno-maybe-uninitialized)
+    $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
   if(TAKEBOX_SANITIZE MATCHES "undefined")
     # This check looks at memory through a pipe, and takes a process without descriptors for broken.
     target_compile_options(takebox_options INTERFACE -fno-sanitize=vptr)

@@ -197,8 +197,10 @@ TEST_F(DecompressionSessionTest, showsTheIntactPartOfADamagedFrame) {
             const QRect area = superBlock(row, column);
             const QByteArray& shown = isReceived ? after[0] : before[0];
             const QByteArray& other = isReceived ? before[0] : after[0];
-            EXPECT_LT(differenceFrom(shown, area), 10) << row << ", " << column;
-            EXPECT_GT(differenceFrom(other, area), 20) << row << ", " << column;
+            // At their edges areas of both kinds run into each other, as the picture is scaled.
+            EXPECT_LT(differenceFrom(shown, area), 20) << row << ", " << column;
+            EXPECT_GT(differenceFrom(other, area), 2 * differenceFrom(shown, area))
+                << row << ", " << column;
         }
     }
 }
