@@ -102,7 +102,7 @@ class Lifecycle(TakeboxTest):
             program = self.start(deck("pal", 7), headless=headless, environment={
                 "LOCPATH": locales, "LC_ALL": "de_DE.UTF-8"})
             program.ask("RECORD 1")
-            program.wait_for_log("half is 0.5, 5.0")
+            program.wait_for_log(r"half is 0\.5, 5\.0")
             self.end_well(program)
 
     def test_damaged_preferences_are_kept_aside(self):
