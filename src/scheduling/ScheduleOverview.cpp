@@ -103,7 +103,7 @@ std::optional<Occurrence> nextOccurrence(const CRecordingEvent& event, const QDa
                                                           : std::nullopt;
     };
     for (int ahead = 0; ahead <= CRecordingEvent::kDaysInWeek; ++ahead) {
-        if (const auto occurrence = occurrenceIfDue(now.date().addDays(ahead))) {
+        if (auto occurrence = occurrenceIfDue(now.date().addDays(ahead))) {
             return occurrence;
         }
     }
