@@ -28,7 +28,6 @@ constexpr std::size_t kIDSize = 3;
 constexpr std::size_t kPackSize = 5;
 constexpr std::size_t kSyncBlockSize = 8;
 constexpr std::size_t kSyncBlocks = 6;  // in each of the two subcode blocks
-constexpr std::size_t kSamplesPerBlock = 36;
 
 constexpr std::size_t kAudioBlockDistance = kAudioBlockStep * kDIFBlockSize;
 constexpr std::size_t kAudioDataOffset = kFirstAudioBlock * kDIFBlockSize + kIDSize + kPackSize;
