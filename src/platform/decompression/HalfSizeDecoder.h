@@ -61,6 +61,7 @@ private:
     void decodeMacroBlock(std::span<const std::uint8_t> bytes, const dvframe::MacroBlock& block);
     [[nodiscard]] BlockPixels decodeBlock(std::span<const std::uint8_t> area,
                                           unsigned quantisation) const;
+    static BlockPixels limitedToBytes(const Pattern& sums);
     static void put(const BlockPixels& pixels, Plane& plane, unsigned x, unsigned y);
     static void putFolded(const BlockPixels& pixels, Plane& plane, unsigned x, unsigned y);
 
