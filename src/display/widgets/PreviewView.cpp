@@ -1,6 +1,8 @@
 #include "PreviewView.h"
 
 #include <QPainter>
+#include <QRegion>
+#include <QtMath>
 #include <algorithm>
 
 namespace takebox {
@@ -8,6 +10,8 @@ namespace {
 
 constexpr int kShade = 170;  // of 255, over a picture that is no longer live
 constexpr int kGap = 6;      // between headline, hint and border
+// Qt shares what is higher among threads, and waking these takes longer than drawing so little.
+constexpr int kBandPixels = 64;
 
 }  // namespace
 
@@ -38,15 +42,27 @@ QRectF PreviewView::imageRect() const {
 
 void PreviewView::paintEvent(QPaintEvent* /*event*/) {
     QPainter painter(this);
-    painter.fillRect(rect(), Qt::black);
-    if (!mImage.isNull()) {
-        painter.setRenderHint(QPainter::SmoothPixmapTransform);
-        painter.drawImage(imageRect(), mImage);
-    }
+    drawImage(painter);
     if (!mHeadline.isEmpty()) {
         painter.fillRect(rect(), QColor(0, 0, 0, kShade));
         drawNotice(painter);
     }
+}
+
+void PreviewView::drawImage(QPainter& painter) const {
+    const QRectF target = mImage.isNull() ? QRectF() : imageRect();
+    const QRect covered(QPoint(qCeil(target.left()), qCeil(target.top())),
+                        QPoint(qFloor(target.right()) - 1, qFloor(target.bottom()) - 1));
+    for (const QRect& margin : QRegion(rect()).subtracted(covered)) {
+        painter.fillRect(margin, Qt::black);
+    }
+    painter.setRenderHint(QPainter::SmoothPixmapTransform);
+    const int bandHeight = std::max(1, qFloor(kBandPixels / devicePixelRatioF()));
+    for (int top = 0; top < height() && !mImage.isNull(); top += bandHeight) {
+        painter.setClipRect(0, top, width(), bandHeight);
+        painter.drawImage(target, mImage);
+    }
+    painter.setClipping(false);
 }
 
 void PreviewView::drawNotice(QPainter& painter) const {

@@ -30,6 +30,7 @@ protected:
     void paintEvent(QPaintEvent* event) override;
 
 private:
+    void drawImage(QPainter& painter) const;
     void drawNotice(QPainter& painter) const;
 
     QImage mImage;

@@ -20,6 +20,33 @@ TEST(PreviewView, showsAPictureAsLargeAsFits) {
     EXPECT_NE(shown.pixelColor(10, 100), QColor(Qt::red));
 }
 
+TEST(PreviewView, leavesNoPixelOut) {
+    QImage picture(180, 135, QImage::Format_RGB32);
+    picture.fill(Qt::red);
+    for (const double scale : {1.0, 1.25, 1.5, 2.0}) {
+        for (const QSize size : {QSize(320, 240), QSize(333, 201), QSize(211, 307)}) {
+            PreviewView view;
+            view.resize(size);
+            view.setImage(picture);
+            QImage shown(size * scale, QImage::Format_RGB32);
+            shown.setDevicePixelRatio(scale);
+            shown.fill(Qt::green);
+            view.render(&shown);
+            int pixelsOfPicture = 0;
+            for (int y = 0; y < shown.height(); ++y) {
+                for (int x = 0; x < shown.width(); ++x) {
+                    const QRgb pixel = shown.pixel(x, y);
+                    ASSERT_EQ(qGreen(pixel), 0) << x << ", " << y << " at " << scale;
+                    pixelsOfPicture += qRed(pixel) == 255 ? 1 : 0;
+                }
+            }
+            const QSizeF area = view.imageRect().size() * scale;
+            EXPECT_NEAR(pixelsOfPicture, area.width() * area.height(),
+                        area.width() + area.height());
+        }
+    }
+}
+
 TEST(PreviewView, darkensAPictureThatIsNoLongerLive) {
     PreviewView view;
     view.resize(240, 135);
