@@ -42,13 +42,13 @@ void CScheduler::stop() {
 }
 
 void CScheduler::schedulerTimer() {
+    if (!gSchedulingEvents || gSchedulingEvents->empty()) {
+        return;  // without a look at the local time, which costs more than all the rest
+    }
     const QDateTime localTime = mClock.localNow();
     const QDate today = localTime.date();
     const int weekday = dayOfWeek(today);
     const double now = secondsOfDay(localTime) + kLead;
-    if (!gSchedulingEvents) {
-        return;
-    }
     // Carried from one event to the next on purpose: an event whose end lies before its start ends
     // a day after the event before it.
     double runningEnd = 0.0;
