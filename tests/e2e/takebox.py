@@ -13,7 +13,7 @@ import tempfile
 import time
 import unittest
 
-PROGRAM = os.environ.get("TAKEBOX", "takebox")
+PROGRAM = os.path.abspath(shutil.which(os.environ.get("TAKEBOX", "takebox")) or "takebox")
 PREFERENCES = "Library/Preferences/com.marvanemedia.TakeboxDV.plist"
 LONGEST_WAIT = 60  # seconds: a bound for a broken program, not a duration
 
