@@ -9,7 +9,9 @@
 #include <QMessageBox>
 #include <QPushButton>
 #include <QStyleFactory>
+#include <QTableView>
 #include <QTemporaryDir>
+#include <QTimer>
 #include <cstdio>
 
 #include "app/CTapedeckApplication.h"
@@ -19,6 +21,9 @@
 #include "display/widgets/Theme.h"
 #include "recording/CDVDeviceWindowController.h"
 #include "recording/window/NoDeviceWindow.h"
+#include "recovery/OpenRecordings.h"
+#include "scheduling/CRecordingEvent.h"
+#include "scheduling/SchedulingEvents.h"
 #include "support/DVMaterial.h"
 #include "support/WaitUntil.h"
 
@@ -132,6 +137,49 @@ void photographDecks(Photographer& photographer, const QString& folder) {
     }
 }
 
+void schedule(const QString& name, std::uint64_t guid, const QString& device, QTime start,
+              double duration, bool isWeekly) {
+    auto event = std::make_shared<CRecordingEvent>();
+    event->setRecordingName(name);
+    event->setDeviceGUID(guid);
+    event->setDeviceString(device);
+    event->setStartTime(start.msecsSinceStartOfDay() / 1000.0);
+    event->setDuration(duration);
+    event->setCreateReferenceMovie(true);
+    event->setCreateSelfContainedMovie(!isWeekly);
+    if (isWeekly) {
+        for (const int day : {1, 2, 3, 4, 5}) {
+            event->setShouldRecord(true, day);
+        }
+    } else {
+        event->setDate(QDate::currentDate().addDays(1));
+    }
+    gSchedulingEvents->push_back(event);
+}
+
+void photographSchedule(Photographer& photographer, DesktopInterface& interface) {
+    const auto deck = CTapedeckApplication::controllerAtIndex(0)->device();
+    constexpr std::uint64_t kAbsentDeck = 0x0800460102030405;
+    schedule(u"Evening news"_s, deck->deviceGUID(), u"Studio A"_s, {19, 0}, 1800, true);
+    schedule(u"Weather"_s, deck->deviceGUID(), u"Studio A"_s, {19, 20}, 600, true);
+    schedule(u"Concert"_s, deck->deviceGUID(), u"Studio A"_s, {23, 30}, 7200, false);
+    schedule(u"Feed from the north"_s, kAbsentDeck, u"Camcorder"_s, {6, 15}, 2700, false);
+    interface.editScheduledEvents();
+    QWidget* window = Photographer::find(u"schedulingWindow"_s);
+    if (window == nullptr) {
+        photographer.takeNamed(u"schedulingWindow"_s, u"schedule"_s);  // tells that there is none
+        return;
+    }
+    window->findChild<QTableView*>()->selectRow(1);
+    photographer.take(*window, u"schedule"_s);
+    // The sheet runs an event loop of its own until it is closed.
+    QTimer::singleShot(
+        0, [&photographer] { photographer.takeNamed(u"eventSheetWindow"_s, u"schedule-event"_s); });
+    window->findChild<QPushButton*>(u"editEventButton"_s)->click();
+    window->close();
+    gSchedulingEvents->clear();
+}
+
 int photograph(Photographer& photographer) {
     const QTemporaryDir folder;
     const QString silentFile = folder.filePath(u"satellite.dv"_s);
@@ -150,6 +198,11 @@ int photograph(Photographer& photographer) {
         return 1;
     }
     photographDecks(photographer, folder.path());
+    photographSchedule(photographer, interface);
+    AbandonedRecording cutOff;
+    cutOff.note.moviePath = u"/srv/ingest/Morning interview.mov"_s;
+    interface.offerRecovery({cutOff});
+    photographer.takeNamed(u"recoveryOffer"_s, u"recovery"_s);
     interface.showPreferencePanel();
     photographer.takeNamed(u"preferencesWindow"_s, u"preferences"_s);
     interface.orderFrontStandardAboutPanel();

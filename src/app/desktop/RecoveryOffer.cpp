@@ -14,6 +14,7 @@ namespace {
 
 constexpr int kProgressInterval = 100;  // milliseconds
 constexpr int kProgressSteps = 1000;
+constexpr int kTextWidth = 480;  // pixels: paths, and few lines of text
 
 }  // namespace
 
@@ -64,6 +65,7 @@ RecoveryOffer::RecoveryOffer(std::vector<AbandonedRecording> recordings)
            "be made whole movies. The original files are kept.")
             .arg(names.join(QLatin1Char('\n'))));
     mText.setWordWrap(true);
+    mText.setMinimumWidth(kTextWidth);
     mProgress.setRange(0, kProgressSteps);
     mProgress.hide();
     mRecoverButton.setText(tr("&Recover"));
