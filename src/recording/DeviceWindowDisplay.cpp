@@ -1,7 +1,9 @@
 // What the device window shows, its settings sheet and its naming controls.
 
+#include <QFile>
 #include <QFileInfo>
-#include <QStorageInfo>
+#include <filesystem>
+#include <system_error>
 
 #include "recording/CDVDeviceWindowController.h"
 
@@ -88,8 +90,10 @@ void CDVDeviceWindowController::updateRemainingSpace() {
     if (folder.isEmpty()) {
         return;
     }
-    const QStorageInfo volume(folder);
-    const qint64 free = volume.isValid() ? volume.bytesAvailable() : 0;
+    // Asks about the folder alone; the toolkit would read through all that is mounted.
+    std::error_code error;
+    const auto volume = std::filesystem::space(QFile::encodeName(folder).constData(), error);
+    const qint64 free = error ? 0 : static_cast<qint64>(volume.available);
     mOutlets.remainingDiskTimeField.setDoubleValue(secondsOfRecordingIn(free));
 }
 

@@ -4,6 +4,7 @@
 #include "recording/CDVDeviceWindowController.h"
 
 #include <gmock/gmock.h>
+#include <sys/statvfs.h>
 
 #include <QSignalSpy>
 
@@ -252,6 +253,23 @@ TEST_F(CDVDeviceWindowControllerTest, timeCodeShownFollowsItsSource) {
     settings.setTimecodeSourceIndex(7);
     EXPECT_EQ(controller().deviceTimecodeString(), u"00:00:00:00"_s);
     EXPECT_EQ(controller().deviceTimecode(), 0.0);
+}
+
+TEST_F(CDVDeviceWindowControllerTest, diskTimeIsThatOfTheFolderRecordedInto) {
+    makeController();
+    want(true, false);
+    auto& settings = controller().settings();
+    constexpr double kMinute = 60;  // what other programs write meanwhile
+    settings.setRawRecordingFolderPath(path(u"."_s));
+    struct statvfs disk {};
+    ASSERT_EQ(statvfs(qPrintable(settings.rawRecordingFolderPath()), &disk), 0);
+    const double before = static_cast<double>(disk.f_bavail * disk.f_frsize);
+    controller().updateRemainingSpace();
+    EXPECT_NEAR(controller().outlets().remainingDiskTimeField.doubleValue(), before / 3792000,
+                kMinute);
+    settings.setRawRecordingFolderPath(path(u"Gone"_s) + u"/away"_s);
+    controller().updateRemainingSpace();
+    EXPECT_EQ(controller().outlets().remainingDiskTimeField.doubleValue(), 0);
 }
 
 TEST_F(CDVDeviceWindowControllerTest, startTimeCodeOfADeviceWithoutARateIsNothing) {
