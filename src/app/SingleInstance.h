@@ -12,11 +12,12 @@ public:
         kFirst,       ///< this is the one: go on (also without a session bus)
         kHandedOver,  ///< another one runs and brings its windows to the front: end
         kNoWindows,   ///< another one runs and has no windows: end
-        kNoAnswer,    ///< another one runs but does not answer (logged): end with a failure
+        kNoAnswer,    ///< another one runs but cannot be told anything (logged): end with a failure
     };
 
     /// Claims the program's name on the session bus or, where it is taken, tells its owner, with
-    /// our arguments. May wait for some seconds. Before the devices are opened.
+    /// our arguments. A lock in the user's data folder keeps out a second one that is on another
+    /// session bus or on none. May wait for some seconds. Before the devices are opened.
     [[nodiscard]] static Outcome claim(const QStringList& arguments);
 };
 

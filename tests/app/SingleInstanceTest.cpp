@@ -19,12 +19,13 @@ using test::waitUntil;
 const QStringList kArguments{u"--headless"_s, u"--control-port"_s, u"0"_s, u"--virtual-deck"_s,
                              u"pal,guid=00000000000000c3"_s};
 
-/// The program itself, in a home of its own.
+/// The program itself, in a home of its own or in another one's.
 class Program {
 public:
-    explicit Program(bool withBus = true, const QStringList& arguments = kArguments) {
+    explicit Program(bool withBus = true, const QStringList& arguments = kArguments,
+                     const QString& home = {}) {
         auto environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(u"HOME"_s, mHome.path());
+        environment.insert(u"HOME"_s, home.isEmpty() ? mHome.path() : home);
         if (!withBus) {
             environment.insert(u"DBUS_SESSION_BUS_ADDRESS"_s, u"unix:path="_s + mHome.path());
         }
@@ -50,6 +51,7 @@ public:
         return waitUntil([this] { return !mProcess.isRunning(); });
     }
     test::ChildProcess& process() { return mProcess; }
+    [[nodiscard]] QString home() const { return mHome.path(); }
     [[nodiscard]] const QByteArray& output() const { return mOutput; }
 
 private:
@@ -134,6 +136,21 @@ TEST(SingleInstance, withoutASessionBusTheProgramRunsAndSaysSo) {
     program.process().terminate();
     ASSERT_TRUE(program.ends());
     EXPECT_EQ(program.process().exitCode(), 0);
+}
+
+TEST(SingleInstance, secondStartWithoutASessionBusEnds) {
+    Program first(false);
+    ASSERT_TRUE(first.says("Starting server on port"));
+    for (const bool withBus : {false, true}) {
+        Program second(withBus, kArguments, first.home());
+        EXPECT_TRUE(second.says("The program runs already (process "));
+        ASSERT_TRUE(second.ends());
+        EXPECT_EQ(second.process().exitCode(), 1);
+    }
+    first.process().kill();
+    ASSERT_TRUE(first.ends());
+    Program third(false, kArguments, first.home());
+    EXPECT_TRUE(third.says("Starting server on port")) << "what was killed keeps nobody out";
 }
 
 }  // namespace
