@@ -3,6 +3,7 @@
 //
 // Built with TAKEBOX_FUZZ for libFuzzer; the unit tests run the same entry on a fixed sequence.
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -76,6 +77,14 @@ struct Stage {
     Track* track = nullptr;
     Media* media = nullptr;
     std::vector<std::byte> data = std::vector<std::byte>(70000);
+    std::uint64_t samplesLeft = 1U << 24U;  // some days: their tables take memory
+
+    /// Some number of samples.
+    std::uint32_t takeSamples(std::uint64_t wanted) {
+        const std::uint64_t taken = std::min(wanted, samplesLeft);
+        samplesLeft -= taken;
+        return static_cast<std::uint32_t>(taken);
+    }
 };
 
 SampleDescription someDescription(Values& values) {
@@ -132,7 +141,9 @@ void addReferences(Stage& stage, Values& values) {
         static_cast<std::int32_t>(values.extreme()), static_cast<std::uint32_t>(values.extreme()),
         static_cast<std::uint32_t>(values.extreme())};
     const SampleDescription description = someDescription(values);
+    const std::uint32_t wanted = reference.numberOfSamples;
     for (int i = values.byte() % 20; i >= 0; --i) {
+        reference.numberOfSamples = stage.takeSamples(wanted);
         (void)AddMediaSampleReferences64(stage.media, description, reference);
         reference.dataOffset += reference.dataSize;
     }
@@ -141,8 +152,7 @@ void addReferences(Stage& stage, Values& values) {
 void addSamples(Stage& stage, Values& values) {
     std::vector<SampleSizeRun> runs(values.byte() % 5);
     for (auto& run : runs) {
-        run = {static_cast<std::uint32_t>(values.extreme()),
-               static_cast<std::uint32_t>(values.extreme())};
+        run = {stage.takeSamples(values.extreme()), static_cast<std::uint32_t>(values.extreme())};
     }
     const std::size_t size = values.extreme() % stage.data.size();
     (void)AddMediaSample(stage.movie.get(), stage.media, {stage.data.data(), size},
