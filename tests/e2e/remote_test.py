@@ -390,7 +390,9 @@ class Announcement(RemoteTest):
         self.world.start()
 
     def start_here(self, *decks, **options):
-        return self.start(*decks, environment=self.world.environment(), **options)
+        # Nothing else of the environment: the home stays the test's own.
+        bus = {"DBUS_SYSTEM_BUS_ADDRESS": self.world.address}
+        return self.start(*decks, environment=bus, **options)
 
     def test_is_seen_by_an_independent_browser_until_the_program_quits(self):
         program = self.start_here(*DECKS)

@@ -26,6 +26,8 @@ class Side(threading.Thread):
 
     def run(self):
         while not self.soak.is_over.wait(self.random.uniform(0.0, 2.0) * self.pause):
+            if self.soak.is_resting.is_set():
+                continue
             try:
                 self.give(self.random.randrange(self.soak.decks))
                 self.given += 1

@@ -22,7 +22,8 @@ import time
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 
 from source import Tape, counts_of_tables, read_movie, read_raw  # noqa: E402
-from takebox import Takebox, deck, deck_key, deck_settings, write_preferences  # noqa: E402
+from takebox import (Takebox, deck, deck_key, deck_settings, wait_until,  # noqa: E402
+                     write_preferences)  # noqa: E402
 from commands import ControlPort, SessionBus, Windows  # noqa: E402
 
 FIRST_GUID = 0x50A0
@@ -56,6 +57,7 @@ class Soak:
         self.options = options
         self.decks = options.decks
         self.is_over = threading.Event()
+        self.is_resting = threading.Event()
         self.folder = tempfile.mkdtemp(prefix="soak-", dir=options.folder)
         self.report = open(os.path.join(options.folder, "report.txt"), "w", encoding="utf-8",
                            buffering=1)
@@ -250,6 +252,22 @@ class Soak:
             self.fail(f"{path}: {jumps} jumps in {len(recorded.numbers)} frames, {allowed} "
                       "explained")
 
+    # Memory
+
+    def memory_at_rest(self):
+        """With nothing recording: what decks hold while they record is no growth."""
+        self.is_resting.set()
+        time.sleep(1)  # what was being given
+        for number in range(1, self.decks + 1):
+            self.program.ask(f"STOP {number}")
+        wait_until(lambda: all(self.program.ask(f"STATUS {number}") == "IDLE"
+                               for number in range(1, self.decks + 1)), "the decks' rest")
+        time.sleep(3)  # writers and disk
+        memory = resident(self.program.process.pid)
+        self.is_resting.clear()
+        self.note(f"memory at rest: {memory} kB")
+        return memory
+
     # The run
 
     def run(self):
@@ -260,7 +278,8 @@ class Soak:
         for side in sides:
             side.start()
         begin = time.monotonic()
-        after_first_minute = None
+        at_rest = []
+        next_rest = 60
         next_line = 0
         while time.monotonic() - begin < self.options.minutes * 60:
             time.sleep(1)
@@ -270,21 +289,22 @@ class Soak:
             elapsed = time.monotonic() - begin
             if int(elapsed) % 5 == 0:
                 self.check_finished()
-            memory = resident(self.program.process.pid)
-            if after_first_minute is None and elapsed >= 60:
-                after_first_minute = memory
-                self.note(f"memory after the first minute: {memory} kB")
+            if elapsed >= next_rest:
+                next_rest += 300
+                at_rest.append(self.memory_at_rest())
             if elapsed >= next_line:
                 next_line += 60
+                memory = resident(self.program.process.pid)
                 self.note(f"{elapsed / 60:.0f} min: {memory} kB, {dict(self.checked)}")
-        at_end = resident(self.program.process.pid) if self.program.is_running() else 0
+        if self.program.is_running():
+            at_rest.append(self.memory_at_rest())
         self.is_over.set()
         for side in sides:
             side.join(90)
             self.note(f"{side.name}: {side.given} commands, {side.failed} failed")
-        return self.finish(after_first_minute, at_end)
+        return self.finish(at_rest)
 
-    def finish(self, after_first_minute, at_end):
+    def finish(self, at_rest):
         if self.program.is_running():
             status = self.program.terminate()
             if status != 0:
@@ -301,7 +321,7 @@ class Soak:
             if re.search(r"[Dd]rop|LOST|lost|too slow|Cannot|failed", line))
         for line, count in lines.most_common(12):
             self.note(f"log, {count} times: {line}")
-        self.note(f"memory: {after_first_minute} kB after the first minute, {at_end} kB at the end")
+        self.note(f"memory at rest, kB, after the first minute, then every five: {at_rest}")
         self.note(f"checked: {dict(self.checked)}; {len(self.failures)} failures")
         if not self.failures:
             shutil.rmtree(self.folder, ignore_errors=True)
