@@ -24,9 +24,11 @@ import time
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "tests/e2e"))
 
-from takebox import NTSC_FRAME, PROGRAM, SessionBus, Takebox, deck, deck_key, deck_object, deck_settings, size_of, wait_until, write_preferences  # noqa: E402,E501
+from takebox import (NTSC_FRAME, NTSC_RATE, PROGRAM, SessionBus, Takebox, deck,  # noqa: E402
+                     deck_key, deck_object, deck_settings, make_tape, size_of, tape_time_code,
+                     wait_until, write_preferences)
 
-NTSC_RATE = 30000 / 1001
+NTSC_PACE = 30000 / 1001  # frames in a second
 FFMPEG = ["ffmpeg", "-v", "quiet", "-y", "-nostdin"]
 
 
@@ -42,15 +44,6 @@ def run(command, **options):
     subprocess.run(command, check=True, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
                    stderr=subprocess.DEVNULL, **options)
     return processor_seconds() - before
-
-
-def make_tape(folder):
-    """Ten seconds of NTSC with sound."""
-    path = os.path.join(folder, "tape.dv")
-    run(FFMPEG + ["-f", "lavfi", "-i", "testsrc2=size=720x480:rate=30000/1001",
-                  "-f", "lavfi", "-i", "sine=frequency=440:sample_rate=48000",
-                  "-ac", "2", "-t", "10", "-target", "ntsc-dv", path])
-    return path
 
 
 def start_decks(folder, count, home, **options):
@@ -78,7 +71,7 @@ def seconds_of(process):
 
 def recording(seconds=60):
     with tempfile.TemporaryDirectory(prefix="takebox-bench-") as folder:
-        tape = make_tape(folder)
+        tape = make_tape(os.path.join(folder, "tape.dv"), "ntsc", 300)
         takes = os.path.join(folder, "takes")
         home = os.path.join(folder, "home")
         os.makedirs(home)
@@ -115,15 +108,6 @@ class Display:
         self.process.wait()
 
 
-def tape_time_code(frame):
-    """Frames since midnight, of the time code in a frame (non-drop)."""
-    def decimal(byte):
-        return (byte >> 4) * 10 + (byte & 15)
-    frames, seconds, minutes, hours = frame[111:115]
-    return ((decimal(hours & 0x3F) * 60 + decimal(minutes & 0x7F)) * 60
-            + decimal(seconds & 0x7F)) * 30 + decimal(frames & 0x3F)
-
-
 def gaps_in_tape(path):
     """How often the time code of a raw file does not go on by one frame, and its frames."""
     gaps = 0
@@ -132,7 +116,7 @@ def gaps_in_tape(path):
     with open(path, "rb") as file:
         for number in range(frames):
             file.seek(number * NTSC_FRAME)
-            code = tape_time_code(file.read(120))
+            code = tape_time_code(file.read(120), NTSC_RATE)
             gaps += last is not None and code != last + 1
             last = code
     return gaps, frames
@@ -171,7 +155,7 @@ def record_with_windows(count, seconds, display):
             missing, frames = gaps_in_tape(raw)
             gaps += missing
             short += frames - frames_of_movie(f"{folder}/Take {number}.mov")
-            short += max(0, int((seconds - 1) * NTSC_RATE) - frames)
+            short += max(0, int((seconds - 1) * NTSC_PACE) - frames)
         reported = sum("ropped" in line or "nderrun" in line or "too slow" in line
                        for line in program.log().splitlines())
         is_whole = not (gaps or short or reported)

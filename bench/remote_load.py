@@ -13,7 +13,8 @@ import tempfile
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "tests/e2e"))
 
-from takebox import NTSC_FRAME, PAL_FRAME, Takebox, deck, deck_key, deck_settings, size_of, wait_until, write_preferences  # noqa: E402,E501
+from takebox import (NTSC_FRAME, PAL_FRAME, Takebox, deck, deck_key, deck_settings,  # noqa: E402
+                     size_of, wait_until, write_preferences)
 
 DECKS = (("pal", PAL_FRAME), ("ntsc", NTSC_FRAME), ("pal", PAL_FRAME), ("ntsc", NTSC_FRAME))
 

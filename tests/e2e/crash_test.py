@@ -8,9 +8,9 @@ import signal
 import time
 import unittest
 
-from takebox import (PAL_FRAME, NTSC_FRAME, PREFERENCES, TakeboxTest, deck, deck_key,
-                     deck_settings, ffmpeg, read_file, read_preferences, size_of, sound,
-                     video_packets, wait_until, write_preferences)
+from takebox import (PAL_FRAME, NTSC_FRAME, PREFERENCES, RecordingTest, deck, deck_key,
+                     deck_settings, frames_of_time_code, read_file, read_preferences, size_of,
+                     sound, tape_time_code, video_packets, wait_until, write_preferences)
 
 GUID = 0x5151
 KILLS = 100
@@ -18,24 +18,7 @@ LONGEST_RUN = 0.25  # seconds from the start of the program's recording to its e
 AUDIO_OF_PAL_FRAME = 7680  # bytes
 
 
-def time_code(frame):
-    """Frames since midnight by the time code of a PAL frame's first subcode block."""
-    frames, seconds, minutes, hours = (
-        (byte >> 4 & mask) * 10 + (byte & 15)
-        for byte, mask in zip(frame[111:115], (3, 7, 7, 3)))
-    return ((hours * 60 + minutes) * 60 + seconds) * 25 + frames
-
-
-def frames_of_text(text):
-    hours, minutes, seconds, frames = map(int, text.split(":"))
-    return ((hours * 60 + minutes) * 60 + seconds) * 25 + frames
-
-
-class Crash(TakeboxTest):
-    def setUp(self):
-        super().setUp()
-        self.takes = self.make_folder("takes")
-
+class Crash(RecordingTest):
     def raw(self, name, extension):
         return os.path.join(self.takes, name, name + extension)
 
@@ -47,13 +30,13 @@ class Crash(TakeboxTest):
             program = self.start(deck("pal", GUID, speed=2))
             self.assertEqual(program.ask("RECORD 1"), "OK")
             wait_until(lambda: program.ask("ELAPSED 1") >= "00:00:00:15", "frames")
-            delivered = frames_of_text(program.ask("TIMECODE 1"))
+            delivered = frames_of_time_code(program.ask("TIMECODE 1"))
             program.process.send_signal(number)
             self.assertEqual(program.wait(), 0, program.log())
 
             recorded = read_file(self.raw(name, ".dv"))
             self.assertEqual(len(recorded) % PAL_FRAME, 0)
-            codes = [time_code(recorded[at: at + PAL_FRAME])
+            codes = [tape_time_code(recorded[at: at + PAL_FRAME])
                      for at in range(0, len(recorded), PAL_FRAME)]
             self.assertEqual(codes, list(range(codes[0], codes[0] + len(codes))))
             self.assertGreaterEqual(codes[-1], delivered)
@@ -78,15 +61,8 @@ class Crash(TakeboxTest):
             packets = video_packets(os.path.join(self.takes, name + ".mov"))
             self.assertEqual(len(packets), frames)
 
-    def make_tape(self):
-        path = os.path.join(self.folder, "tape.dv")
-        ffmpeg("-f", "lavfi", "-i", "testsrc2=size=720x576:rate=25",
-               "-f", "lavfi", "-i", "sine=frequency=440:sample_rate=48000",
-               "-ac", "2", "-t", "0.8", "-target", "pal-dv", path)
-        return path
-
     def test_kill_at_any_moment_leaves_whole_preferences_and_raw_files(self):
-        tape = self.make_tape()
+        tape = self.make_tape("pal", 20)
         pictures, sounds = read_file(tape), sound(tape)
         tape_frames = len(pictures) // PAL_FRAME
         self.assertEqual(len(sounds), tape_frames * AUDIO_OF_PAL_FRAME)

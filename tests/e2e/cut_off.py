@@ -6,29 +6,35 @@ import os
 import struct
 import subprocess
 
-from takebox import PAL_FRAME, PROGRAM, ffmpeg, read_file, sound, video_packets
+from takebox import PAL_FRAME, PROGRAM, read_file, sound, video_packets
 
 HEADER = 36  # bytes before the media data
 RECORD = 16
 BYTES_PER_SAMPLE = 4
 
 
-def media_data(path):
-    """Frames and sound in the media data of a movie that was cut off, by docs/files.md."""
-    data = read_file(path)
-    frames, audio = [], b""
+def media_records(data):
+    """The records in the media data of a self-contained movie, by docs/files.md: kind, where their
+    bytes begin, how many they are, how many pieces, and the size of one."""
     at = HEADER
     while at + RECORD <= len(data):
         kind, size, count, each = struct.unpack(">4sIII", data[at: at + RECORD])
         if kind not in (b"vide", b"soun") or each == 0:
             break
-        at += RECORD
+        yield kind, at + RECORD, size, count, each
+        at += RECORD + size
+
+
+def media_data(path):
+    """Frames and sound in the media data of a movie that was cut off."""
+    data = read_file(path)
+    frames, audio = [], b""
+    for kind, at, size, _, each in media_records(data):
         there = min(size, len(data) - at)
         if kind == b"vide":
             frames += [data[at + i * each: at + (i + 1) * each] for i in range(there // each)]
         else:
             audio += data[at: at + there // each * each]
-        at += size
     return frames, audio
 
 
@@ -84,11 +90,3 @@ def difference(movie, frames, audio):
     if samples != audio:
         return f"{len(samples)} bytes of sound instead of {len(audio)}, or others"
     return ""
-
-
-def make_tape(path, seconds=0.8):
-    """A PAL tape with a picture that moves and a tone."""
-    ffmpeg("-f", "lavfi", "-i", "testsrc2=size=720x576:rate=25",
-           "-f", "lavfi", "-i", "sine=frequency=440:sample_rate=48000",
-           "-ac", "2", "-t", str(seconds), "-target", "pal-dv", path)
-    return path

@@ -18,8 +18,8 @@ NTSC_DECK = 0x0800460102000002
 class FireWire(RecordingTest):
     def setUp(self):
         super().setUp()
-        self.pal_tape = self.make_tape("pal.dv", True)
-        self.ntsc_tape = self.make_tape("ntsc.dv", False)
+        self.pal_tape = self.make_tape("pal")
+        self.ntsc_tape = self.make_tape("ntsc")
 
     def bench(self, script="card 0\n"):
         bench = FirewireBench(os.environ["FAKE_FIREWIRE_LIBRARY"], script,

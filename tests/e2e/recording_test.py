@@ -6,7 +6,7 @@ import time
 import unittest
 
 from takebox import (FOLLOW_REFERENCES, NTSC_FRAME, PAL_FRAME, RecordingTest, SessionBus, deck,
-                     deck_object, ffmpeg, ffprobe, read_file, size_of, video_packets, wait_until,
+                     deck_object, ffmpeg, ffprobe, size_of, video_packets, wait_until,
                      write_preferences)
 
 PAL_DECK = 0x11
@@ -15,7 +15,7 @@ NTSC_DECK = 0x22
 
 class Recording(RecordingTest):
     def test_a_playout_system_that_never_answers_costs_no_frame(self):
-        tapes = {"Pal": self.make_tape("pal.dv", True), "Ntsc": self.make_tape("ntsc.dv", False)}
+        tapes = {"Pal": self.make_tape("pal"), "Ntsc": self.make_tape("ntsc")}
         sizes = {"Pal": PAL_FRAME, "Ntsc": NTSC_FRAME}
         write_preferences(self.home, {
             **self.settings(PAL_DECK, Recording_Name="Pal"),
@@ -96,8 +96,8 @@ class Recording(RecordingTest):
         return ffprobe(self.take(name)[kind], "stream_tags=timecode", "-select_streams", "d")[0]
 
     def test_tapes_are_recorded_byte_for_byte(self):
-        tapes = {"Pal": (PAL_FRAME, self.make_tape("pal.dv", True)),
-                 "Ntsc": (NTSC_FRAME, self.make_tape("ntsc.dv", False))}
+        tapes = {"Pal": (PAL_FRAME, self.make_tape("pal")),
+                 "Ntsc": (NTSC_FRAME, self.make_tape("ntsc"))}
         write_preferences(self.home, {
             **self.settings(PAL_DECK, Recording_Name="Pal"),
             **self.settings(NTSC_DECK, Recording_Name="Ntsc")})
@@ -114,8 +114,8 @@ class Recording(RecordingTest):
             self.check_source(self.take(name), frame_size, tape, frames)
 
     def test_pauses_leave_out_what_is_played_meanwhile(self):
-        tapes = {"Pal": (PAL_DECK, PAL_FRAME, self.make_tape("pal.dv", True, 80)),
-                 "Ntsc": (NTSC_DECK, NTSC_FRAME, self.make_tape("ntsc.dv", False, 80))}
+        tapes = {"Pal": (PAL_DECK, PAL_FRAME, self.make_tape("pal", 80)),
+                 "Ntsc": (NTSC_DECK, NTSC_FRAME, self.make_tape("ntsc", 80))}
         bus = SessionBus()
         self.addCleanup(bus.close)
         write_preferences(self.home, {

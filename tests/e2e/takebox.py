@@ -19,6 +19,8 @@ LONGEST_WAIT = 60  # seconds: a bound for a broken program, not a duration
 
 PAL_FRAME = 144000  # bytes
 NTSC_FRAME = 120000
+PAL_RATE = 25  # frames in a second of time code
+NTSC_RATE = 30
 
 
 def wait_until(condition, what, limit=LONGEST_WAIT):
@@ -84,6 +86,26 @@ def deck_settings(folder, **changes):
 
 def deck_key(guid):
     return f"Device Settings {guid:016x}"
+
+
+def scheduled_event(number, guid, name, start, duration, folder, **more):
+    """An event of the schedule, by its keys; its times are seconds after midnight."""
+    return {
+        "UUID": f"00000000-0000-4000-8000-{number:012d}",
+        "Start Time": float(start),
+        "End Time": float(start + duration),
+        "Duration": float(duration),
+        "Device GUID": guid,
+        "Device String": "Deck",
+        "Recording Name": name,
+        "Reference Movie Folder Path": folder,
+        "Self-Contained Movie Folder Path": folder,
+        "Raw Streams Folder Path": folder,
+        "Create Reference Movie": True,
+        "Create Self-Contained Movie": True,
+        "Auto Name File": False,
+        **more,
+    }
 
 
 def deck(source, guid, **keys):
@@ -312,16 +334,8 @@ class RecordingTest(TakeboxTest):
         self.assertGreaterEqual(len(seen), len(samples) * covered // frames)
         return frames
 
-    def make_tape(self, name, pal, frames=40):
-        """A file of DV frames with sound, made by ffmpeg; every frame is different."""
-        path = os.path.join(self.folder, name)
-        target = "pal-dv" if pal else "ntsc-dv"
-        size, rate = ("720x576", "25") if pal else ("720x480", "30000/1001")
-        seconds = str(frames / (25 if pal else 30000 / 1001))
-        ffmpeg("-f", "lavfi", "-i", f"testsrc2=size={size}:rate={rate}",
-               "-f", "lavfi", "-i", "sine=frequency=440:sample_rate=48000",
-               "-ac", "2", "-t", seconds, "-target", target, path)
-        return path
+    def make_tape(self, standard, frames=40):
+        return make_tape(os.path.join(self.folder, standard + ".dv"), standard, frames)
 
     def check_source(self, files, frame_size, tape, frames):
         """The frames of a take are those of the tape in their order; it begins again at its
@@ -343,6 +357,23 @@ class RecordingTest(TakeboxTest):
                 for at in range(0, len(recorded), frame_size)]
 
 
+# Time code
+
+
+def frames_of_time_code(text, rate=PAL_RATE):
+    """Frames since midnight of a time code like 00:00:01:05, without dropped numbers."""
+    hours, minutes, seconds, frames = map(int, text.split(":"))
+    return ((hours * 60 + minutes) * 60 + seconds) * rate + frames
+
+
+def tape_time_code(frame, rate=PAL_RATE):
+    """Frames since midnight by the first time code pack in a DV frame."""
+    frames, seconds, minutes, hours = (
+        (byte >> 4 & mask) * 10 + (byte & 15)
+        for byte, mask in zip(frame[111:115], (3, 7, 7, 3)))
+    return ((hours * 60 + minutes) * 60 + seconds) * rate + frames
+
+
 # ffmpeg and ffprobe
 
 # ffmpeg opens the files that a movie points to only when told that they can be trusted.
@@ -356,6 +387,16 @@ def ffmpeg(*arguments):
     if done.returncode != 0:
         raise AssertionError(f"ffmpeg {arguments}: {done.stderr.decode()}")
     return done.stdout
+
+
+def make_tape(path, standard, frames=40, tone="sine=frequency=440:sample_rate=48000"):
+    """A file of DV frames with sound, "pal" or "ntsc"; every frame is different."""
+    pal = standard == "pal"
+    size, rate = ("720x576", "25") if pal else ("720x480", "30000/1001")
+    seconds = frames / (25 if pal else 30000 / 1001)
+    ffmpeg("-f", "lavfi", "-i", f"testsrc2=size={size}:rate={rate}", "-f", "lavfi", "-i", tone,
+           "-ac", "2", "-t", str(seconds), "-target", f"{standard}-dv", path)
+    return path
 
 
 def ffprobe(path, entries, *arguments):

@@ -10,6 +10,7 @@ does not decode, a frame that is none of the tape, or a program that does not en
 
 import argparse
 import concurrent.futures
+import contextlib
 import os
 import re
 import shutil
@@ -22,7 +23,9 @@ import threading
 import time
 import traceback
 
-from trial import Tape, Trial, wait_until
+from trial import Trial
+from source import Tape
+from takebox import PAL_RATE, wait_until
 
 EIO, ENOSPC, EROFS = 5, 28, 30
 RAW_BUFFER = 60  # frames that wait for a disk, by the sizes of the buffers
@@ -74,12 +77,8 @@ def stall(seconds):
     """The disk answers nothing for so long, and then goes on."""
 
     def run(tape, number, folder):
-        trial = Trial(tape, number, speed=1, folder=folder)
-        try:
-            trial.start()
-            trial.record_before()
-            trial.start_during()
-            trial.wait_for_frames(15 + trial.random.randrange(10))
+        with Trial(tape, number, speed=1, folder=folder) as trial:
+            trial.begin(15 + trial.random.randrange(10))
             trial.order("write stall", "fsync stall")
             time.sleep(seconds)
             trial.order()
@@ -87,9 +86,7 @@ def stall(seconds):
             trial.stop()
             trial.note_messages(*DISK_MESSAGES)
             trial.terminate()
-            return Result(trial, max(0, int(seconds * 25) - RAW_BUFFER), lost_by_rule(trial))
-        finally:
-            trial.end()
+            return Result(trial, max(0, int(seconds * PAL_RATE) - RAW_BUFFER), lost_by_rule(trial))
 
     return run
 
@@ -98,12 +95,8 @@ def refuse(operation, error, frames=60, error_loses=False):
     """The disk refuses an operation for a while (frames) at a random moment."""
 
     def run(tape, number, folder):
-        trial = Trial(tape, number, folder=folder)
-        try:
-            trial.start()
-            trial.record_before()
-            trial.start_during()
-            trial.wait_for_frames(20)
+        with Trial(tape, number, folder=folder) as trial:
+            trial.begin(20)
             trial.random_moment()
             trial.order(f"{operation} {error}")
             trial.sleep_frames(frames)
@@ -117,51 +110,52 @@ def refuse(operation, error, frames=60, error_loses=False):
             trial.terminate()
             missed = max(0, frames - RAW_BUFFER) if error_loses else 0
             return Result(trial, missed, max(lost_by_rule(trial), missed))
-        finally:
-            trial.end()
 
     return run
 
 
+@contextlib.contextmanager
+def small_disk(folder):
+    """A disk of its own; None where nothing can be mounted."""
+    disk = tempfile.mkdtemp(prefix="small-", dir=folder)
+    is_mounted = subprocess.run(["mount", "-t", "tmpfs", "-o", "size=120m", "tmpfs", disk],
+                                check=False, capture_output=True).returncode == 0
+    try:
+        yield disk if is_mounted else None
+    finally:
+        if is_mounted:
+            subprocess.run(["umount", "-l", disk], check=False)
+        shutil.rmtree(disk, ignore_errors=True)
+
+
 def fill(tape, number, folder):
     """A small disk of its own runs full, and is freed again."""
-    disk = tempfile.mkdtemp(prefix="small-", dir=folder)
-    mounted = subprocess.run(["mount", "-t", "tmpfs", "-o", "size=120m", "tmpfs", disk],
-                             check=False, capture_output=True).returncode == 0
-    if not mounted:
-        return refuse("write", ENOSPC)(tape, number, folder)
-    trial = Trial(tape, number, speed=4, folder=disk)
-    try:
-        trial.start()
-        trial.record_before()
-        ballast = os.path.join(disk, "ballast")
-        with open(ballast, "wb") as file:
-            file.write(bytes(60 << 20))
-        trial.start_during()
-        trial.program.wait_for_log("No space left on device")
-        full = time.monotonic()
-        trial.random_moment(0.3)
-        os.remove(ballast)
-        waited = (time.monotonic() - full) * 25 * trial.speed
-        trial.sleep_frames(20)
-        trial.stop()
-        trial.note_messages(*DISK_MESSAGES)
-        trial.terminate()
-        return Result(trial, max(0, int(waited) - RAW_BUFFER), lost_by_rule(trial))
-    finally:
-        trial.end()
-        subprocess.run(["umount", "-l", disk], check=False)
-        shutil.rmtree(disk, ignore_errors=True)
+    with small_disk(folder) as disk:
+        if disk is None:
+            return refuse("write", ENOSPC)(tape, number, folder)
+        with Trial(tape, number, speed=4, folder=disk) as trial:
+            trial.start()
+            trial.record_before()
+            ballast = os.path.join(disk, "ballast")
+            with open(ballast, "wb") as file:
+                file.write(bytes(60 << 20))
+            trial.start_during()
+            trial.program.wait_for_log("No space left on device")
+            full = time.monotonic()
+            trial.random_moment(0.3)
+            os.remove(ballast)
+            waited = (time.monotonic() - full) * PAL_RATE * trial.speed
+            trial.sleep_frames(20)
+            trial.stop()
+            trial.note_messages(*DISK_MESSAGES)
+            trial.terminate()
+            return Result(trial, max(0, int(waited) - RAW_BUFFER), lost_by_rule(trial))
 
 
 def remove_folder(tape, number, folder):
     """The folder of the recording is removed while it runs."""
-    trial = Trial(tape, number, folder=folder)
-    try:
-        trial.start()
-        trial.record_before()
-        trial.start_during()
-        trial.wait_for_frames(20)
+    with Trial(tape, number, folder=folder) as trial:
+        trial.begin(20)
         trial.random_moment()
         shutil.rmtree(trial.path("During"))
         os.remove(trial.path("During.mov"))
@@ -171,20 +165,14 @@ def remove_folder(tape, number, folder):
         trial.terminate()
         trial.told_lost = None  # told as the loss of the file
         return Result(trial, trial.received, trial.received)
-    finally:
-        trial.end()
 
 
 def read_only_folder(tape, number, folder):
     """The folders may not be written any more, by one who is not the superuser."""
     os.chmod(folder, 0o755)
-    trial = Trial(tape, number, folder=folder, user=NOBODY if os.getuid() == 0 else None)
-    os.chmod(trial.folder, 0o755)
-    try:
-        trial.start()
-        trial.record_before()
-        trial.start_during()
-        trial.wait_for_frames(20)
+    with Trial(tape, number, folder=folder, user=NOBODY if os.getuid() == 0 else None) as trial:
+        os.chmod(trial.folder, 0o755)
+        trial.begin(20)
         trial.random_moment()
         for path in (trial.takes, trial.path("During")):
             os.chmod(path, 0o555)
@@ -195,69 +183,45 @@ def read_only_folder(tape, number, folder):
         trial.note_messages(*DISK_MESSAGES)
         trial.terminate()
         return Result(trial)
-    finally:
-        trial.end()
 
 
 def vanish(tape, number, folder):
     """The deck leaves the bus."""
-    trial = Trial(tape, number, speed=4, folder=folder, fault=f"vanish@{700 + number % 40}")
-    try:
-        trial.start()
-        trial.record_before()
-        trial.start_during()
-        trial.wait_for_frames(1)
+    with Trial(tape, number, speed=4, folder=folder, fault=f"vanish@{700 + number % 40}") as trial:
+        trial.begin(1)
         wait_until(lambda: trial.program.log().count("\" ended, ") >= 2, "the end")
         trial.read_end()
         trial.note_messages("\" ended, ")
         trial.terminate()
         return Result(trial)
-    finally:
-        trial.end()
 
 
 def jump_of_clock(tape, number, folder):
     """The time of day jumps, an hour ahead or back."""
-    trial = Trial(tape, number, folder=folder)
-    try:
-        trial.start()
-        trial.record_before()
-        trial.start_during()
-        trial.wait_for_frames(20)
+    with Trial(tape, number, folder=folder) as trial:
+        trial.begin(20)
         trial.random_moment()
         trial.order(f"clock {3600 if number % 2 else -3600}")
         trial.sleep_frames(40)
         trial.stop()
         trial.terminate()
         return Result(trial)
-    finally:
-        trial.end()
 
 
 def terminate(tape, number, folder):
     """SIGTERM at a random moment."""
-    trial = Trial(tape, number, folder=folder)
-    try:
-        trial.start()
-        trial.record_before()
-        trial.start_during()
-        trial.wait_for_frames(1)
+    with Trial(tape, number, folder=folder) as trial:
+        trial.begin(1)
         trial.random_moment()
         trial.terminate()
         trial.read_end()
         return Result(trial)
-    finally:
-        trial.end()
 
 
 def kill(tape, number, folder):
     """SIGKILL at a random moment, and recovery."""
-    trial = Trial(tape, number, folder=folder)
-    try:
-        trial.start()
-        trial.record_before()
-        trial.start_during()
-        trial.wait_for_frames(1)
+    with Trial(tape, number, folder=folder) as trial:
+        trial.begin(1)
         trial.random_moment()
         trial.kill()
         trial.recover()
@@ -266,8 +230,6 @@ def kill(tape, number, folder):
         trial.terminate()
         return Result(trial, waiting(trial.received, RAW_CHUNK),
                       waiting(trial.received, MOVIE_CHUNK))
-    finally:
-        trial.end()
 
 
 def waiting(frames, chunk):
@@ -278,18 +240,12 @@ def waiting(frames, chunk):
 def power_cut(tape, number, folder):
     """What had not been flushed is gone; then recovery. At the pace of a tape: the disk is
     flushed by the clock."""
-    trial = Trial(tape, number, speed=1, folder=folder, durable=True)
-    try:
-        trial.start()
-        trial.record_before()
-        trial.start_during()
-        trial.wait_for_frames(60 + trial.random.randrange(60))
+    with Trial(tape, number, speed=1, folder=folder, durable=True) as trial:
+        trial.begin(60 + trial.random.randrange(60))
         trial.cut_power()
         trial.recover()
         return Result(trial, waiting(trial.received, RAW_CHUNK),
                       waiting(trial.received, MOVIE_CHUNK))
-    finally:
-        trial.end()
 
 
 def silent_playout(tape, number, folder):
@@ -299,10 +255,9 @@ def silent_playout(tape, number, folder):
         server.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
         server.bind((address, 1025))
         server.listen()
-        trial = Trial(tape, number, speed=1, folder=folder,
-                      preferences={"Castline Addresses": [address],
-                                   "Should Switch Castline": False})
-        try:
+        with Trial(tape, number, speed=1, folder=folder,
+                   preferences={"Castline Addresses": [address],
+                                "Should Switch Castline": False}) as trial:
             trial.start()
             trial.record_before()
             trial.terminate()
@@ -321,11 +276,9 @@ def silent_playout(tape, number, folder):
             trial.program.wait_for_log("\" ended, ")
             trial.received = int(trial.program.wait_for_log(r"ended, (\d+) frames")[1])
             trial.terminate()
-            if trial.received < 29 * 25:
+            if trial.received < 29 * PAL_RATE:
                 raise AssertionError(f"only {trial.received} frames in 30 s")
             return Result(trial)
-        finally:
-            trial.end()
 
 
 # Name, function, tries of a short run, tries of a long run as a part of --tries

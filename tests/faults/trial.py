@@ -6,7 +6,6 @@ import os
 import random
 import re
 import shutil
-import signal
 import sys
 import tempfile
 import time
@@ -14,20 +13,14 @@ import time
 HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path.insert(0, os.path.join(HERE, "..", "soak"))
 
-from source import Tape, read_movie, read_raw  # noqa: E402
-from takebox import (PAL_FRAME, Takebox, deck, deck_key, deck_settings, size_of,  # noqa: E402
-                     wait_until, write_preferences)
+from source import read_movie, read_raw  # noqa: E402
+from takebox import (PAL_FRAME, PAL_RATE, Takebox, deck, deck_key, deck_settings,  # noqa: E402
+                     frames_of_time_code, size_of, wait_until, write_preferences)
 from cut_off import decode_errors, recover  # noqa: E402
 
 GUID = 0xFA17
 FAULTY_DISK = os.environ.get("FAULTY_DISK", "")
 ENDED = r"recording \".*\" ended, (\d+) frames received, (\d+) recorded, (\d+) lost, (\d+) problem"
-
-
-def frames_of(elapsed):
-    """Frames of an answer like 00:00:01:05."""
-    hours, minutes, seconds, frames = map(int, elapsed.split(":"))
-    return ((hours * 60 + minutes) * 60 + seconds) * 25 + frames
 
 
 def checksums(folder):
@@ -60,11 +53,27 @@ class Trial:
         self.user = options.pop("user", None)
         for path in (self.home, self.takes, self.durable):
             os.makedirs(path)
+        self.program = None
         self.received = 0
         self.told_lost = None  # by the log, where the recording came to its end
         self.messages = []
 
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        if self.program is not None and self.program.is_running():
+            self.program.kill()
+        shutil.rmtree(self.folder, ignore_errors=True)
+
     # The program
+
+    def begin(self, frames):
+        """A recording that is complete, and so many frames of the one that the fault will hit."""
+        self.start()
+        self.record_before()
+        self.start_during()
+        self.wait_for_frames(frames)
 
     def start(self):
         settings = deck_settings(self.takes, Recording_Name="Before",
@@ -97,7 +106,10 @@ class Trial:
         self.program.ask("RECORD 1")
 
     def wait_for_frames(self, count):
-        wait_until(lambda: frames_of(self.program.ask("ELAPSED 1")) >= count, "frames")
+        wait_until(lambda: self.elapsed_frames() >= count, "frames")
+
+    def elapsed_frames(self):
+        return frames_of_time_code(self.program.ask("ELAPSED 1"))
 
     def order(self, *lines):
         """Tells the disk what to do; written whole, because it is read at any moment."""
@@ -108,7 +120,7 @@ class Trial:
 
     def sleep_frames(self, count):
         """Lets so many frames pass."""
-        time.sleep(count / 25 / self.speed)
+        time.sleep(count / PAL_RATE / self.speed)
 
     def random_moment(self, seconds=0.5):
         time.sleep(self.random.random() * seconds)
@@ -131,7 +143,7 @@ class Trial:
             raise AssertionError(f"ended with {status}:\n{self.program.log()}")
 
     def kill(self):
-        self.received = frames_of(self.program.ask("ELAPSED 1"))
+        self.received = self.elapsed_frames()
         self.program.kill()
 
     def cut_power(self):
@@ -206,9 +218,3 @@ class Trial:
                 text = re.sub(r"\d+", "N", text)
                 if text not in self.messages:
                     self.messages.append(text)
-
-    def end(self):
-        if self.program.is_running():
-            self.program.process.send_signal(signal.SIGKILL)
-            self.program.wait()
-        shutil.rmtree(self.folder, ignore_errors=True)

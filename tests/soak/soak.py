@@ -22,8 +22,8 @@ import time
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 
 from source import Tape, counts_of_tables, read_movie, read_raw  # noqa: E402
-from takebox import (Takebox, deck, deck_key, deck_settings, wait_until,  # noqa: E402
-                     write_preferences)  # noqa: E402
+from takebox import (Takebox, deck, deck_key, deck_settings, scheduled_event,  # noqa: E402
+                     wait_until, write_preferences)
 from commands import ControlPort, SessionBus, Windows  # noqa: E402
 
 FIRST_GUID = 0x50A0
@@ -118,17 +118,10 @@ class Soak:
             while at < (now - midnight).total_seconds() + self.options.minutes * 60:
                 day = (midnight + datetime.timedelta(seconds=at)).astimezone(datetime.timezone.utc)
                 start = at % 86400
-                events.append({
-                    "UUID": f"00000000-0000-4000-8000-{len(events):012d}",
-                    "Date": day.replace(tzinfo=None), "Start Time": float(int(start)),
-                    "End Time": float(int(start) + 20), "Duration": 20.0,
-                    "Device GUID": self.guid(index), "Device String": self.deck_name(index),
-                    "Recording Name": f"Event {len(events)}",
-                    "Reference Movie Folder Path": self.takes(index),
-                    "Self-Contained Movie Folder Path": self.takes(index),
-                    "Raw Streams Folder Path": self.takes(index),
-                    "Create Reference Movie": True, "Create Self-Contained Movie": True,
-                    "Auto Name File": False})
+                events.append(scheduled_event(
+                    len(events), self.guid(index), f"Event {len(events)}", int(start), 20,
+                    self.takes(index),
+                    **{"Date": day.replace(tzinfo=None), "Device String": self.deck_name(index)}))
                 at += 180
         return events
 

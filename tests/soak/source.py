@@ -3,20 +3,19 @@
 import hashlib
 import mmap
 import os
-import struct
 import subprocess
 import sys
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "e2e"))
 
-from takebox import NTSC_FRAME, PAL_FRAME, ffmpeg, read_file, sound  # noqa: E402
+from cut_off import media_records  # noqa: E402
+from takebox import (NTSC_FRAME, NTSC_RATE, PAL_FRAME, PAL_RATE, make_tape, read_file,  # noqa: E402
+                     sound)
 
 AUDIO_SOURCE = 4324  # byte of an NTSC frame whose lower six bits count its samples
 FEWEST_NTSC_SAMPLES = 1580
 PAL_SAMPLES = 1920
 BYTES_PER_SAMPLE = 4
-MEDIA_DATA = 36  # offset of the records in a self-contained movie
-RECORD = 16
 
 
 class Tape:
@@ -25,10 +24,8 @@ class Tape:
     def __init__(self, path, standard, seconds):
         self.path = path
         self.frame_size = PAL_FRAME if standard == "pal" else NTSC_FRAME
-        size, rate = ("720x576", "25") if standard == "pal" else ("720x480", "30000/1001")
-        ffmpeg("-f", "lavfi", "-i", f"testsrc2=size={size}:rate={rate}",
-               "-f", "lavfi", "-i", "anoisesrc=sample_rate=48000:seed=7",
-               "-ac", "2", "-t", str(seconds), "-target", f"{standard}-dv", path)
+        rate = PAL_RATE if standard == "pal" else NTSC_RATE
+        make_tape(path, standard, seconds * rate, "anoisesrc=sample_rate=48000:seed=7")
         data = read_file(path)
         frames = [data[at: at + self.frame_size] for at in range(0, len(data), self.frame_size)]
         self.length = len(frames)
@@ -97,18 +94,16 @@ def read_movie(path, tape):
     """By the records in its media data."""
     recorded = Recorded()
     with mapped(path) as data:
-        at = MEDIA_DATA
-        while at + RECORD <= len(data):
-            kind, size, count, each = struct.unpack(">4sIII", data[at: at + RECORD])
-            at += RECORD
-            if kind == b"vide" and each == tape.frame_size and count * each == size:
+        for kind, at, size, count, each in media_records(data):
+            if count * each != size:
+                break
+            if kind == b"vide" and each == tape.frame_size:
                 for i in range(count):
                     recorded.add_frame(tape, data[at + i * each: at + (i + 1) * each])
-            elif kind == b"soun" and each == BYTES_PER_SAMPLE and count * each == size:
+            elif kind == b"soun" and each == BYTES_PER_SAMPLE:
                 recorded.sound += data[at: at + size]
             else:
                 break
-            at += size
     return recorded
 
 
