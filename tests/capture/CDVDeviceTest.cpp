@@ -1,100 +1,16 @@
-#include "capture/CDVDevice.h"
-
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
-#include <QCoreApplication>
-#include <QFile>
-#include <QTemporaryDir>
 #include <thread>
 
-#include "capture/AVCGlobals.h"
-#include "capture/PreferenceKeys.h"
-#include "platform/defaults/Defaults.h"
-#include "storage/WriterThreads.h"
-#include "support/FakeDevice.h"
-#include "support/LogCapture.h"
-#include "support/WaitUntil.h"
+#include "capture/CaptureBench.h"
 
 namespace takebox {
 namespace {
 
-constexpr std::uint64_t kGUID = 0x0011223344556677;
-constexpr std::uint8_t kPALMode = 0x80;
-constexpr std::uint8_t kNTSCMode = 0x00;
+using namespace test;
 using TapeCommands = std::vector<std::pair<int, int>>;
 
-class Delegate : public CDVDeviceDelegate {
-public:
-    void setPreviewImage(const QImage& /*image*/) override { ++images; }
-    void deviceDidStopRecording() override { ++stops; }
-    int images = 0;
-    int stops = 0;
-};
-
-class CDVDeviceTest : public testing::Test {
-protected:
-    void SetUp() override {
-        Defaults::standard().reopen(folder.filePath(QStringLiteral("defaults.plist")));
-        Defaults::standard().setObject(OxaPrefStartStopVTRKey, true);
-    }
-    void TearDown() override {
-        device.reset();
-        avc::DestroyAVCDeviceController(gAVCDeviceController);
-        WriterThreads::waitUntilFinished();
-    }
-
-    void addDeck(std::uint8_t mode) {
-        auto fake = std::make_unique<test::FakeDevice>(kGUID, mode);
-        deck = fake.get();
-        std::vector<std::unique_ptr<avc::AVCDevice>> devices;
-        devices.push_back(std::move(fake));
-        avc::AVCBackends backends;
-        backends.push_back(std::make_unique<test::FakeBackend>(std::move(devices)));
-        avc::CreateAVCDeviceController(gAVCDeviceController, std::move(backends), nullptr, nullptr);
-    }
-    void makeDevice(std::uint8_t mode) {
-        addDeck(mode);
-        device = CDVDevice::initWithGUID(kGUID);
-    }
-    [[nodiscard]] QString path(const char* name) const {
-        return folder.filePath(QString::fromLatin1(name));
-    }
-    void startRaw() {
-        device->setShouldCreateReferenceMovie(true);
-        device->setRawCapturePath(path("take"));
-        EXPECT_EQ(device->startRecordingWithPreAllocationDuration(10, {}), 0);
-    }
-    void send(int count, bool pal = true) {
-        for (int i = 0; i < count; ++i) {
-            deck->sendFrame(test::fakeFrame(pal, sent++));
-            deliver();
-            keepUpWithTheDisk();
-        }
-    }
-    /// A test is faster than any deck: it must not outrun the writer.
-    void keepUpWithTheDisk() {
-        const auto file = device->dvOutputFile();
-        if (file && device->isRecording()) {
-            EXPECT_TRUE(test::waitUntil([&] {
-                return (file->appendedBlocks() - file->writtenBytes() / device->frameSize()) < 30;
-            }));
-        }
-    }
-    static void deliver() { QCoreApplication::processEvents(); }
-    [[nodiscard]] QByteArray contents(const char* name) const {
-        QFile file(path(name));
-        EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << name;
-        return file.readAll();
-    }
-    static void finishWriting() { WriterThreads::waitUntilFinished(); }
-
-    QTemporaryDir folder;
-    test::LogCapture log;
-    test::FakeDevice* deck = nullptr;
-    std::shared_ptr<CDVDevice> device;
-    int sent = 0;
-};
+class CDVDeviceTest : public CaptureBench {};
 
 struct ModeCase {
     std::uint8_t mode;
@@ -172,33 +88,6 @@ TEST_F(CDVDeviceTest, printsAStreamThatDoesNotStart) {
     EXPECT_TRUE(device->hasStream());
 }
 
-TEST_F(CDVDeviceTest, recordsFramesAndSoundAsReceived) {
-    makeDevice(kNTSCMode);
-    startRaw();
-    QByteArray frames;
-    for (int i = 0; i < 25; ++i) {
-        const auto frame = test::fakeFrame(false, i, static_cast<std::uint8_t>(i));
-        frames.append(reinterpret_cast<const char*>(frame.data()), 120000);
-        deck->sendFrame(frame);
-    }
-    deliver();
-    EXPECT_TRUE(device->isRecording());
-    EXPECT_EQ(device->recordedFrames(), 25U);
-    EXPECT_EQ(device->recordedAudioFrames(), 25U * 1602);
-    EXPECT_EQ(device->currentRecordingFilePath(), path("take"));
-    device->stopRecording(true);
-    EXPECT_FALSE(device->isRecording());
-    EXPECT_EQ(device->recordedFrames(), 0U);
-    finishWriting();
-    EXPECT_EQ(contents("take.dv"), frames);
-    EXPECT_EQ(contents("take.aud").size(), 25 * 1602 * 4);
-    const RecordingReport report = device->recordingReport();
-    EXPECT_EQ(report.frames, 25U);
-    EXPECT_EQ(report.lastTimeCode, (TimeCodeRecord{0, 0, 0, 24}));
-    EXPECT_TRUE(report.losses().isEmpty());
-    EXPECT_EQ(device->aiffHeaderOffset(), 0);
-}
-
 TEST_F(CDVDeviceTest, countsRecordedTimeAtTheNominalRate) {
     makeDevice(kNTSCMode);
     startRaw();
@@ -235,34 +124,6 @@ TEST_F(CDVDeviceTest, recordsAndStopsAlthoughTheDeckRefuses) {
     EXPECT_FALSE(device->isRecording());
 }
 
-TEST_F(CDVDeviceTest, opensFilesButDoesNotRecordWithoutAStream) {
-    addDeck(kPALMode);
-    deck->hasReceiver = false;
-    device = CDVDevice::initWithGUID(kGUID);
-    startRaw();
-    EXPECT_FALSE(device->isRecording());
-    EXPECT_TRUE(QFile::exists(path("take.dv")));
-    EXPECT_TRUE(QFile::exists(path("take.aud")));
-    EXPECT_TRUE(device->dvOutputFile()->isOpen());
-    EXPECT_TRUE(deck->tapeCommands.empty());
-    EXPECT_EQ(device->stopRecording(true), 0);
-}
-
-TEST_F(CDVDeviceTest, closesTheFilesOfEachStartWithoutAStream) {
-    addDeck(kPALMode);
-    deck->hasReceiver = false;
-    device = CDVDevice::initWithGUID(kGUID);
-    startRaw();
-    const auto first = device->dvOutputFile();
-    startRaw();
-    const auto second = device->dvOutputFile();
-    EXPECT_NE(first, second);
-    device.reset();
-    WriterThreads::waitUntilFinished();
-    EXPECT_FALSE(first->isOpen());
-    EXPECT_FALSE(second->isOpen());
-}
-
 TEST_F(CDVDeviceTest, logsItsHandles) {
     makeDevice(kPALMode);
     EXPECT_THAT(log.lines(), testing::Contains(testing::MatchesRegex(
@@ -271,48 +132,13 @@ TEST_F(CDVDeviceTest, logsItsHandles) {
 
 TEST_F(CDVDeviceTest, tellsTheReceiverThatItDoesNotKeepTheFrame) {
     makeDevice(kPALMode);
-    const auto frame = test::fakeFrame(true, 0);
+    const auto frame = fakeFrame(true, 0);
     for (const std::uint32_t message : {0U, 1U, 7U}) {
         EXPECT_EQ(
             CDVDevice::DVFrameReceivedHandler(
                 message, frame.data(), static_cast<std::uint32_t>(frame.size()), device.get()),
             0xE00002BCU);
     }
-}
-
-TEST_F(CDVDeviceTest, takesTheNameOfItsSelfContainedMovieAtOnce) {
-    makeDevice(kPALMode);
-    device->setShouldCreateSelfContainedMovie(true);
-    device->setSelfContainedCapturePath(path("take.mov"));
-    device->startRecordingWithPreAllocationDuration(10, {1, 2, 3, 4});
-    EXPECT_TRUE(QFile::exists(path("take.mov")));
-    EXPECT_TRUE(device->hasSelfContainedFile());
-    device->setSelfContainedCapturePath(path("nowhere/take.mov"));
-    device->startRecordingWithPreAllocationDuration(10, {1, 2, 3, 4});
-    EXPECT_FALSE(device->hasSelfContainedFile());
-    EXPECT_EQ(log.count("Cannot open " + path("nowhere/take.mov").toStdString() +
-                        " for writing: No such file or directory"),
-              1);
-}
-
-TEST_F(CDVDeviceTest, makesNoRawFilesForASelfContainedMovieAlone) {
-    makeDevice(kPALMode);
-    device->setShouldCreateReferenceMovie(false);
-    device->setShouldCreateSelfContainedMovie(true);
-    device->setRawCapturePath(path("take"));
-    device->setSelfContainedCapturePath(path("take.mov"));
-    device->setLoopRecording(true);
-    device->setLoopDuration(0.1);
-    device->startRecordingWithPreAllocationDuration(10, {1, 2, 3, 4});
-    EXPECT_EQ(log.count("Initializing Self-Contained Movie"), 1);
-    send(30);
-    EXPECT_DOUBLE_EQ(device->loopRecordedTime(), 30 / 25.0);  // never rewound
-    device->stopRecording(true);
-    finishWriting();
-    EXPECT_FALSE(QFile::exists(path("take.dv")));
-    EXPECT_FALSE(QFile::exists(path("take.aud")));
-    EXPECT_GT(QFile(path("take.mov")).size(), 30 * 144000);
-    EXPECT_TRUE(device->recordingReport().losses().isEmpty());
 }
 
 TEST_F(CDVDeviceTest, holdsWhilePaused) {
@@ -337,7 +163,7 @@ TEST_F(CDVDeviceTest, holdsWhilePaused) {
 TEST_F(CDVDeviceTest, dropsTooShortFramesOfAPALDeviceOnly) {
     makeDevice(kPALMode);
     startRaw();
-    auto frame = test::fakeFrame(true, 1);
+    auto frame = fakeFrame(true, 1);
     frame.resize(139999);
     deck->sendFrame(frame);
     EXPECT_EQ(log.count("Inconsistent frame received!"), 1);
@@ -357,7 +183,7 @@ TEST_F(CDVDeviceTest, dropsTooShortFramesOfAPALDeviceOnly) {
 TEST_F(CDVDeviceTest, keepsAFrameOfOddSizeFromAnNTSCDevice) {
     makeDevice(kNTSCMode);
     startRaw();
-    auto frame = test::fakeFrame(true, 1);
+    auto frame = fakeFrame(true, 1);
     frame.resize(139999);
     deck->sendFrame(frame);
     deliver();
@@ -384,7 +210,7 @@ TEST_F(CDVDeviceTest, countsProblemsOfTheReceiver) {
 
 TEST_F(CDVDeviceTest, stopsWithoutTheTapeWhenTheDeviceAsksToBeClosed) {
     makeDevice(kPALMode);
-    Delegate delegate;
+    CountingDelegate delegate;
     device->setDelegate(&delegate);
     startRaw();
     send(3);
@@ -399,83 +225,6 @@ TEST_F(CDVDeviceTest, stopsWithoutTheTapeWhenTheDeviceAsksToBeClosed) {
     device->setDelegate(nullptr);
 }
 
-TEST_F(CDVDeviceTest, rewindsTheRawFilesAtTheLoopPoint) {
-    makeDevice(kNTSCMode);
-    device->setLoopRecording(true);
-    device->setLoopDuration(60.0);
-    startRaw();
-    send(1800, false);
-    EXPECT_DOUBLE_EQ(device->loopRecordedTime(), 60.0);
-    send(1, false);  // sees 60 s, is marked, and its own count begins the next round
-    EXPECT_DOUBLE_EQ(device->loopRecordedTime(), 1 / 30.0);
-    EXPECT_DOUBLE_EQ(device->recordedTime(), 1801 / 30.0);
-    send(28, false);
-    device->stopRecording(true);
-    finishWriting();
-    // The chunk with the marked frame (1801st to 1810th) ends the first round; the rest is at the
-    // start.
-    const QByteArray all = contents("take.dv");
-    EXPECT_EQ(all.size(), 1810 * 120000);
-    EXPECT_EQ(all.mid(111, 4), QByteArray::fromHex("10000100"));  // frame 1810
-    EXPECT_EQ(all.mid(19 * 120000 + 111, 4), QByteArray::fromHex("19000000"));
-}
-
-TEST_F(CDVDeviceTest, keepsOldContentsUnlessToldToErase) {
-    makeDevice(kPALMode);
-    for (const char* name : {"take.dv", "take.aud"}) {
-        QFile old(path(name));
-        ASSERT_TRUE(old.open(QIODevice::WriteOnly));
-        old.write(QByteArray(400000, 'x'));
-    }
-    startRaw();
-    send(1);
-    device->stopRecording(true);
-    finishWriting();
-    EXPECT_EQ(contents("take.dv").size(), 400000);
-    Defaults::standard().setObject(OxaPrefEraseExistingFilesKey, true);
-    startRaw();
-    send(1);
-    device->stopRecording(true);
-    finishWriting();
-    EXPECT_EQ(contents("take.dv").size(), 144000);
-    EXPECT_EQ(contents("take.aud").size(), 7680);
-}
-
-TEST_F(CDVDeviceTest, saysWhyARawFileCannotBeMade) {
-    makeDevice(kPALMode);
-    device->setShouldCreateReferenceMovie(true);
-    device->setRawCapturePath(path("missing/take"));
-    device->startRecordingWithPreAllocationDuration(10, {});
-    EXPECT_TRUE(device->isRecording());
-    EXPECT_TRUE(log.containsText("missing/take.dv for writing: No such file or directory"));
-    send(2);
-    device->stopRecording(true);
-    EXPECT_EQ(device->recordingReport().losses().size(), 2);
-}
-
-TEST_F(CDVDeviceTest, closesTheOldFilesWhenStartedAgainWhileRecording) {
-    makeDevice(kPALMode);
-    startRaw();
-    send(3);
-    device->setRawCapturePath(path("second"));
-    device->startRecordingWithPreAllocationDuration(10, {});
-    send(2);
-    device->stopRecording(true);
-    finishWriting();
-    EXPECT_EQ(contents("take.dv").size(), 3 * 144000);
-    EXPECT_EQ(contents("second.dv").size(), 2 * 144000);
-}
-
-TEST_F(CDVDeviceTest, closesTheFilesOfARecordingWhenItGoes) {
-    makeDevice(kPALMode);
-    startRaw();
-    send(12);
-    device.reset();
-    finishWriting();
-    EXPECT_EQ(contents("take.dv").size(), 12 * 144000);
-    EXPECT_EQ(contents("take.aud").size(), 12 * 7680);
-}
-
 TEST_F(CDVDeviceTest, changesNothingWhenStoppedWithoutARecording) {
     makeDevice(kPALMode);
     EXPECT_EQ(device->stopRecording(true), 0);
@@ -486,7 +235,7 @@ TEST_F(CDVDeviceTest, losesNoFrameBetweenItsThreads) {
     makeDevice(kPALMode);
     std::atomic<bool> mustGoOn{true};
     std::thread receiver([&] {
-        const auto frame = test::fakeFrame(true, 0);
+        const auto frame = fakeFrame(true, 0);
         while (mustGoOn) {
             deck->sendFrame(frame);
             std::this_thread::yield();
@@ -494,7 +243,7 @@ TEST_F(CDVDeviceTest, losesNoFrameBetweenItsThreads) {
     });
     for (int i = 0; i < 20; ++i) {
         startRaw();
-        EXPECT_TRUE(test::waitUntil([&] { return device->recordedFrames() >= 3; }));
+        EXPECT_TRUE(waitUntil([&] { return device->recordedFrames() >= 3; }));
         device->pauseRecording(true);
         device->pauseRecording(false);
         device->stopRecording(true);
