@@ -5,7 +5,7 @@
 #include <atomic>
 #include <cstdint>
 
-#include "display/TimeCodeRecord.h"
+#include "platform/movietoolbox/TimeCodeRecord.h"
 
 namespace takebox {
 

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "display/TimeCodeRecord.h"
+#include "platform/movietoolbox/TimeCodeRecord.h"
 
 namespace takebox {
 

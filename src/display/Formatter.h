@@ -13,10 +13,9 @@ public:
 
     [[nodiscard]] virtual QString stringForObjectValue(const QVariant& value) const = 0;
 
-    /// @param value            receives the value; untouched when the text is refused.
+    /// @param value receives the value; untouched when the text is refused.
     /// @param errorDescription may be null; otherwise receives a text for the user, empty when
-    /// there
-    ///                         is none.
+    ///        there is none.
     /// @return whether the text was understood. When not, the field keeps its previous value.
     [[nodiscard]] virtual bool getObjectValue(QVariant& value, const QString& forString,
                                               QString* errorDescription) const = 0;

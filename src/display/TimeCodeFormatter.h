@@ -1,7 +1,7 @@
 #pragma once
 
 #include "display/Formatter.h"
-#include "display/TimeCodeRecord.h"
+#include "platform/movietoolbox/TimeCodeRecord.h"
 
 namespace takebox {
 

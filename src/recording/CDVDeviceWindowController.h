@@ -11,7 +11,7 @@
 #include "display/CDiskTimeFormatter.h"
 #include "display/Outlets.h"
 #include "display/TimeCodeFormatter.h"
-#include "display/TimeCodeRecord.h"
+#include "platform/movietoolbox/TimeCodeRecord.h"
 #include "recording/CDVDeviceSettings.h"
 #include "recording/DiskSpaceWatch.h"
 #include "recording/RecordingServices.h"

@@ -5,7 +5,7 @@
 #include <functional>
 #include <optional>
 
-#include "display/TimeCodeRecord.h"
+#include "platform/movietoolbox/TimeCodeRecord.h"
 
 namespace takebox {
 

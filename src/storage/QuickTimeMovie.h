@@ -6,8 +6,8 @@
 #include <cstdint>
 #include <memory>
 
-#include "display/TimeCodeRecord.h"
 #include "platform/movietoolbox/MovieToolbox.h"
+#include "platform/movietoolbox/TimeCodeRecord.h"
 #include "storage/ChunkRing.h"
 #include "storage/PeriodicSync.h"
 #include "storage/WakeUp.h"
