@@ -164,11 +164,8 @@ void BM_wholeHandler(benchmark::State& state, bool pal) {
     Defaults::standard().reopen(folder.filePath(QStringLiteral("defaults.plist")));
     auto fake = std::make_unique<test::FakeDevice>(1, pal ? 0x80 : 0x00);
     test::FakeDevice& deck = *fake;
-    std::vector<std::unique_ptr<avc::AVCDevice>> devices;
-    devices.push_back(std::move(fake));
-    avc::AVCBackends backends;
-    backends.push_back(std::make_unique<test::FakeBackend>(std::move(devices)));
-    avc::CreateAVCDeviceController(gAVCDeviceController, std::move(backends), nullptr, nullptr);
+    avc::CreateAVCDeviceController(gAVCDeviceController, test::fakeBackends(std::move(fake)),
+                                   nullptr, nullptr);
     auto device = CDVDevice::initWithGUID(1);
     for (const char* name : {"take.dv", "take.aud"}) {
         QFile::link(QStringLiteral("/dev/null"), folder.filePath(QString::fromLatin1(name)));

@@ -93,11 +93,8 @@ void measure(const char* title, Disk disk, MainThread mainThread, int seconds) {
     Defaults::standard().reopen(folder.filePath(QStringLiteral("defaults.plist")));
     auto fake = std::make_unique<test::FakeDevice>(1, 0x00);
     test::FakeDevice& deck = *fake;
-    std::vector<std::unique_ptr<avc::AVCDevice>> devices;
-    devices.push_back(std::move(fake));
-    avc::AVCBackends backends;
-    backends.push_back(std::make_unique<test::FakeBackend>(std::move(devices)));
-    avc::CreateAVCDeviceController(gAVCDeviceController, std::move(backends), nullptr, nullptr);
+    avc::CreateAVCDeviceController(gAVCDeviceController, test::fakeBackends(std::move(fake)),
+                                   nullptr, nullptr);
     auto device = CDVDevice::initWithGUID(1);
     std::atomic<bool> mustGoOn{true};
     std::vector<std::thread> readers;

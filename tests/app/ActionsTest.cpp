@@ -11,6 +11,7 @@
 
 #include "app/CActionsManager.h"
 #include "platform/runloop/Clock.h"
+#include "support/Files.h"
 #include "support/LogCapture.h"
 
 namespace takebox {
@@ -32,9 +33,7 @@ protected:
     }
 
     static void put(const QString& name, const QByteArray& contents, int folder = 0) {
-        QFile file(CActionsManager::actionsFolders().at(folder) + u'/' + name);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        ASSERT_EQ(file.write(contents), contents.size());
+        test::writeFile(CActionsManager::actionsFolders().at(folder) + u'/' + name, contents);
     }
     [[nodiscard]] QStringList loadedNames() {
         manager.loadActions();

@@ -7,7 +7,6 @@
 
 #include <QCoreApplication>
 #include <QDir>
-#include <QFile>
 #include <QFileInfo>
 #include <QTemporaryDir>
 #include <functional>
@@ -22,6 +21,7 @@
 #include "scheduling/CRecordingEvent.h"
 #include "scheduling/CScheduler.h"
 #include "scheduling/SchedulingEvents.h"
+#include "support/Files.h"
 #include "support/LogCapture.h"
 #include "support/WaitUntil.h"
 
@@ -95,14 +95,10 @@ protected:
         }
     }
     void write(const QString& name, const QByteArray& content) const {
-        QFile file(mFolder.filePath(name));
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(content);
+        test::writeFile(mFolder.filePath(name), content);
     }
     [[nodiscard]] QByteArray contents(const QString& name) const {
-        QFile file(mFolder.filePath(name));
-        EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << name.toStdString();
-        return file.readAll();
+        return test::contentsOf(mFolder.filePath(name));
     }
     /// The menu, one text an entry; a star for a check mark.
     [[nodiscard]] std::vector<std::string> menu() const {

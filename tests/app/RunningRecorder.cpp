@@ -3,10 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <QDir>
-#include <QFile>
 
 #include "app/CActionsManager.h"
 #include "platform/defaults/Defaults.h"
+#include "support/Files.h"
 #include "support/WaitUntil.h"
 
 namespace takebox::test {
@@ -49,10 +49,7 @@ CDVDeviceWindowController& RunningRecorder::deck(int index) const {
 void RunningRecorder::putAction(const QString& fileName, const QByteArray& text) {
     const QString folder = CActionsManager::actionsFolders().last();
     ASSERT_TRUE(QDir().mkpath(folder));
-    QFile file(folder + u'/' + fileName);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.write(text);
-    file.close();
+    writeFile(folder + u'/' + fileName, text);
     gActionsManager->loadActions();
 }
 

@@ -3,9 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <QDir>
-#include <QFile>
 #include <QFileInfo>
 #include <QTemporaryDir>
+
+#include "support/Files.h"
 
 namespace takebox {
 namespace {
@@ -21,14 +22,7 @@ protected:
     [[nodiscard]] QString home() const { return mFolder.filePath(u"home"_s); }
     [[nodiscard]] QString path(const QString& name) const { return mFolder.filePath(name); }
     void write(const QString& name, const QByteArray& content) const {
-        QFile file(path(name));
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly)) << name.toStdString();
-        file.write(content);
-    }
-    static QByteArray contentsOf(const QString& path) {
-        QFile file(path);
-        EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << path.toStdString();
-        return file.readAll();
+        test::writeFile(path(name), content);
     }
 
 private:
@@ -45,7 +39,7 @@ TEST_F(Trash, isThatOfTheDesktopAndMadeWhenThereIsNoneYet) {
         EXPECT_FALSE(QFileInfo::exists(path(u"Name.ref"_s)));
     }
     const QDir files(home() + u"/.local/share/Trash/files"_s);
-    EXPECT_EQ(contentsOf(files.filePath(u"Name.ref"_s)), "first");
+    EXPECT_EQ(test::contentsOf(files.filePath(u"Name.ref"_s)), "first");
     EXPECT_EQ(files.entryList(QDir::Files).size(), 2);
     EXPECT_FALSE(QFileInfo::exists(path(u"Removed Recordings"_s)));
 }
@@ -58,8 +52,8 @@ TEST_F(Trash, isAFolderBesideTheFileWhereNoneCanBeMade) {
         EXPECT_TRUE(moveToTrash(path(u"50 %2 of.ref"_s)));
         EXPECT_FALSE(QFileInfo::exists(path(u"50 %2 of.ref"_s)));
     }
-    EXPECT_EQ(contentsOf(path(u"Removed Recordings/50 %2 of.ref"_s)), "first");
-    EXPECT_EQ(contentsOf(path(u"Removed Recordings/50 %2 of 1.ref"_s)), "second");
+    EXPECT_EQ(test::contentsOf(path(u"Removed Recordings/50 %2 of.ref"_s)), "first");
+    EXPECT_EQ(test::contentsOf(path(u"Removed Recordings/50 %2 of 1.ref"_s)), "second");
     EXPECT_EQ(QDir::current().entryList(), here);
 }
 
@@ -73,7 +67,7 @@ TEST_F(Trash, leavesTheFileWhereNoFolderCanBeMade) {
     write(u"Removed Recordings"_s, "and no folder");
     write(u"Name.ref"_s, "precious");
     EXPECT_FALSE(moveToTrash(path(u"Name.ref"_s)));
-    EXPECT_EQ(contentsOf(path(u"Name.ref"_s)), "precious");
+    EXPECT_EQ(test::contentsOf(path(u"Name.ref"_s)), "precious");
 }
 
 }  // namespace takebox

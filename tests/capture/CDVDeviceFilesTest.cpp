@@ -1,6 +1,7 @@
 // The files of a recording device.
 
 #include "capture/CaptureBench.h"
+#include "support/Files.h"
 
 namespace takebox {
 namespace {
@@ -123,9 +124,7 @@ TEST_F(CDVDeviceFiles, rewindsTheRawFilesAtTheLoopPoint) {
 TEST_F(CDVDeviceFiles, keepsOldContentsUnlessToldToErase) {
     makeDevice(kPALMode);
     for (const char* name : {"take.dv", "take.aud"}) {
-        QFile old(path(name));
-        ASSERT_TRUE(old.open(QIODevice::WriteOnly));
-        old.write(QByteArray(400000, 'x'));
+        writeFile(path(name), QByteArray(400000, 'x'));
     }
     startRaw();
     send(1);

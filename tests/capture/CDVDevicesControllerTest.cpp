@@ -73,9 +73,8 @@ protected:
         return *mFakes.back();
     }
     void makeList() {
-        avc::AVCBackends backends;
-        backends.push_back(std::make_unique<test::FakeBackend>(std::move(mToOffer)));
-        list = std::make_unique<CDVDevicesController>(std::move(backends), environment, clock);
+        list = std::make_unique<CDVDevicesController>(test::fakeBackends(std::move(mToOffer)),
+                                                      environment, clock);
     }
     void makeList(int devices) {
         for (int i = 0; i < devices; ++i) {

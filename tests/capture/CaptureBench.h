@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <QCoreApplication>
-#include <QFile>
 #include <QTemporaryDir>
 #include <memory>
 #include <vector>
@@ -14,6 +13,7 @@
 #include "platform/defaults/Defaults.h"
 #include "storage/WriterThreads.h"
 #include "support/FakeDevice.h"
+#include "support/Files.h"
 #include "support/LogCapture.h"
 #include "support/WaitUntil.h"
 
@@ -48,11 +48,8 @@ protected:
     void addDeck(std::uint8_t mode) {
         auto fake = std::make_unique<FakeDevice>(kGUID, mode);
         deck = fake.get();
-        std::vector<std::unique_ptr<avc::AVCDevice>> devices;
-        devices.push_back(std::move(fake));
-        avc::AVCBackends backends;
-        backends.push_back(std::make_unique<FakeBackend>(std::move(devices)));
-        avc::CreateAVCDeviceController(gAVCDeviceController, std::move(backends), nullptr, nullptr);
+        avc::CreateAVCDeviceController(gAVCDeviceController, fakeBackends(std::move(fake)), nullptr,
+                                       nullptr);
     }
     void makeDevice(std::uint8_t mode) {
         addDeck(mode);
@@ -83,11 +80,7 @@ protected:
         }
     }
     static void deliver() { QCoreApplication::processEvents(); }
-    [[nodiscard]] QByteArray contents(const char* name) const {
-        QFile file(path(name));
-        EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << name;
-        return file.readAll();
-    }
+    [[nodiscard]] QByteArray contents(const char* name) const { return contentsOf(path(name)); }
     static void finishWriting() { WriterThreads::waitUntilFinished(); }
 
     QTemporaryDir folder;

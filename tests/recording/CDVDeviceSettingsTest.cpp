@@ -22,7 +22,7 @@ protected:
     }
 
     static void store(const QVariantMap& entry) { Defaults::standard().setObject(kKey, entry); }
-    static QVariantMap stored() { return Defaults::standard().dictionaryForKey(kKey); }
+    static QVariantMap stored() { return Defaults::standard().objectForKey(kKey).toMap(); }
 
     // Every field different from what init and loading give it.
     static void fill(CDVDeviceSettings& settings) {
@@ -40,6 +40,19 @@ protected:
         settings.setCreateSelfContainedMovie(true);
         settings.setTimecodeSourceIndex(kTimecodeSourcePreset);
         settings.setPresetTimecode(3723.5);
+    }
+
+    static void expectThoseOfAnUnknownDevice(const CDVDeviceSettings& settings) {
+        EXPECT_FALSE(settings.autoNameRecordings());
+        EXPECT_FALSE(settings.monoTracks());
+        EXPECT_FALSE(settings.loopRecording());
+        EXPECT_EQ(settings.referenceMovieDuration(), 3600.0);
+        EXPECT_EQ(settings.rawRecordingFolderPath(), u"/"_s);
+        EXPECT_EQ(settings.selfContainedRecordingFolderPath(), u"/"_s);
+        EXPECT_EQ(settings.referenceMovieFolderPath(), u"/"_s);
+        EXPECT_EQ(settings.recordingName(), u"Untitled"_s);
+        EXPECT_TRUE(settings.createReferenceMovie());
+        EXPECT_FALSE(settings.createSelfContainedMovie());
     }
 
     const QTemporaryDir mFolder;
@@ -76,16 +89,7 @@ TEST_F(CDVDeviceSettingsTest, deviceNeverSeenBeforeRecordsAReferenceMovieOfAnHou
     CDVDeviceSettings settings;
     fill(settings);
     settings.loadSettings();
-    EXPECT_FALSE(settings.autoNameRecordings());
-    EXPECT_FALSE(settings.monoTracks());
-    EXPECT_FALSE(settings.loopRecording());
-    EXPECT_EQ(settings.referenceMovieDuration(), 3600.0);
-    EXPECT_EQ(settings.rawRecordingFolderPath(), u"/"_s);
-    EXPECT_EQ(settings.selfContainedRecordingFolderPath(), u"/"_s);
-    EXPECT_EQ(settings.referenceMovieFolderPath(), u"/"_s);
-    EXPECT_EQ(settings.recordingName(), u"Untitled"_s);
-    EXPECT_TRUE(settings.createReferenceMovie());
-    EXPECT_FALSE(settings.createSelfContainedMovie());
+    expectThoseOfAnUnknownDevice(settings);
     // These stay as they are.
     EXPECT_EQ(settings.deviceName(), u"Deck"_s);
     EXPECT_EQ(settings.presetTimecode(), 3723.5);
@@ -141,16 +145,7 @@ TEST_F(CDVDeviceSettingsTest, emptyEntryLoadsTheDefaultsOfEachAbsentKey) {
     CDVDeviceSettings settings;
     fill(settings);
     settings.loadSettings();
-    EXPECT_FALSE(settings.autoNameRecordings());
-    EXPECT_FALSE(settings.monoTracks());
-    EXPECT_FALSE(settings.loopRecording());
-    EXPECT_EQ(settings.referenceMovieDuration(), 3600.0);
-    EXPECT_EQ(settings.rawRecordingFolderPath(), u"/"_s);
-    EXPECT_EQ(settings.selfContainedRecordingFolderPath(), u"/"_s);
-    EXPECT_EQ(settings.referenceMovieFolderPath(), u"/"_s);
-    EXPECT_EQ(settings.recordingName(), u"Untitled"_s);
-    EXPECT_TRUE(settings.createReferenceMovie());
-    EXPECT_FALSE(settings.createSelfContainedMovie());
+    expectThoseOfAnUnknownDevice(settings);
     EXPECT_EQ(settings.timecodeSourceIndex(), 0);
     EXPECT_EQ(settings.presetTimecode(), 0.0);
     EXPECT_EQ(settings.deviceName(), u"Deck"_s);  // the one without a default
@@ -256,7 +251,7 @@ TEST_F(CDVDeviceSettingsTest, theirEndSavesThem) {
     }
     EXPECT_EQ(stored().value(u"Recording Name"_s), u"Show"_s);
     const Defaults file(Defaults::standard().path());
-    EXPECT_EQ(file.dictionaryForKey(kKey), stored());
+    EXPECT_EQ(file.objectForKey(kKey).toMap(), stored());
 }
 
 TEST_F(CDVDeviceSettingsTest, withoutGUIDNothingIsSaved) {

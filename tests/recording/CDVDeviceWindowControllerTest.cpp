@@ -31,7 +31,9 @@ protected:
         Defaults::standard().setObject(key, value);
     }
     [[nodiscard]] QVariantMap stored() const {
-        return Defaults::standard().dictionaryForKey(u"Device Settings "_s + controller().guid());
+        return Defaults::standard()
+            .objectForKey(u"Device Settings "_s + controller().guid())
+            .toMap();
     }
     [[nodiscard]] TimeCodeRecord converted(double seconds) const {
         TimeCodeRecord timeCode;

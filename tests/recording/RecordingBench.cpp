@@ -7,6 +7,7 @@
 
 #include "platform/defaults/Defaults.h"
 #include "storage/WriterThreads.h"
+#include "support/Files.h"
 #include "support/WaitUntil.h"
 
 namespace takebox::test {
@@ -49,10 +50,8 @@ FakeDevice& RecordingBench::addDeck(std::uint8_t dvMode) {
 }
 
 void RecordingBench::makeControllers() {
-    avc::AVCBackends backends;
-    backends.push_back(std::make_unique<FakeBackend>(std::move(mToOffer)));
-    gDVDevicesController =
-        std::make_unique<CDVDevicesController>(std::move(backends), *this, services.manualClock);
+    gDVDevicesController = std::make_unique<CDVDevicesController>(fakeBackends(std::move(mToOffer)),
+                                                                  *this, services.manualClock);
 }
 
 std::shared_ptr<DeviceWindowController> RecordingBench::makeWindowController(
@@ -92,15 +91,11 @@ QString RecordingBench::path(const QString& name) const {
 }
 
 void RecordingBench::make(const QString& name, const QByteArray& content) const {
-    QFile file(path(name));
-    EXPECT_TRUE(file.open(QIODevice::WriteOnly)) << name.toStdString();
-    file.write(content);
+    writeFile(path(name), content);
 }
 
 QByteArray RecordingBench::contents(const QString& name) const {
-    QFile file(mFolder.filePath(name));
-    EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << name.toStdString();
-    return file.readAll();
+    return contentsOf(mFolder.filePath(name));
 }
 
 bool RecordingBench::exists(const QString& name) const {

@@ -15,6 +15,7 @@
 
 #include "platform/log/Log.h"
 #include "storage/WriterThreads.h"
+#include "support/Files.h"
 #include "support/LogCapture.h"
 #include "support/WaitUntil.h"
 
@@ -253,10 +254,7 @@ TEST_F(BufferedFileTest, isNotOpenedTwice) {
 }
 
 TEST_F(BufferedFileTest, emptiesTheFileWhenErasing) {
-    QFile old(path());
-    ASSERT_TRUE(old.open(QIODevice::WriteOnly));
-    old.write("something longer");
-    old.close();
+    test::writeFile(path(), "something longer");
     const auto file = BufferedFile::initVideoBufferedFileWithPath(path(), 100, 4);
     ASSERT_EQ(file->openForWriting(true), 0);
     append(*file, block(5, 2));
@@ -325,10 +323,7 @@ TEST_F(BufferedFileTest, endsWithAWholeFrameWhereNoMoreCouldBeWritten) {
 }
 
 TEST_F(BufferedFileTest, leavesWhatStoodBehindAFrameThatCouldNotBeWritten) {
-    QFile earlier(path());
-    ASSERT_TRUE(earlier.open(QIODevice::WriteOnly));
-    earlier.write(QByteArray(3200, 'e'));
-    earlier.close();
+    test::writeFile(path(), QByteArray(3200, 'e'));
     const auto file = BufferedFile::initVideoBufferedFileWithPath(path(), 1000, 10);
     ASSERT_EQ(file->openForWriting(false), 0);
     {

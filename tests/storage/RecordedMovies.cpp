@@ -11,6 +11,7 @@
 #include "storage/DVDescriptions.h"
 #include "storage/QuickTimeMovie.h"
 #include "storage/WriterThreads.h"
+#include "support/Files.h"
 #include "support/Samples.h"
 #include "support/WaitUntil.h"
 
@@ -18,17 +19,6 @@ namespace takebox::test {
 namespace {
 
 using namespace Qt::StringLiterals;
-
-QByteArray contentsOf(const QString& path) {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-void write(const QString& path, const QByteArray& bytes) {
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    ASSERT_EQ(file.write(bytes), bytes.size());
-}
 
 Material generated(bool isPAL) {
     const QTemporaryDir folder;
@@ -129,11 +119,11 @@ QString RecordedMovies::path(const QString& extension) const {
 }
 
 void RecordedMovies::writeRawFiles(int frames) {
-    write(path(u"dv"_s), mMaterial.video.left(frames * qsizetype{mMaterial.frameSize()}));
+    writeFile(path(u"dv"_s), mMaterial.video.left(frames * qsizetype{mMaterial.frameSize()}));
     const double share = static_cast<double>(frames) / mMaterial.frames();
     const auto samples =
         static_cast<qsizetype>(share * static_cast<double>(mMaterial.sound.size() / 4));
-    write(path(u"aud"_s), mMaterial.sound.left(samples * 4));
+    writeFile(path(u"aud"_s), mMaterial.sound.left(samples * 4));
 }
 
 void RecordedMovies::makeReferenceMovie(double seconds) {

@@ -1,6 +1,24 @@
 #include "support/FakeDevice.h"
 
 namespace takebox::test {
+namespace {
+
+class FakeBackend final : public avc::AVCBackend {
+public:
+    explicit FakeBackend(std::vector<std::unique_ptr<avc::AVCDevice>> devices)
+        : mDevices(std::move(devices)) {}
+
+    void start(avc::AVCDeviceController& controller) override {
+        for (auto& device : mDevices) {
+            controller.addDevice(std::move(device));
+        }
+    }
+
+private:
+    std::vector<std::unique_ptr<avc::AVCDevice>> mDevices;
+};
+
+}  // namespace
 
 class FakeDevice::Stream final : public avc::AVCDeviceStream {
 public:
@@ -83,10 +101,16 @@ void FakeDevice::sendDeviceMessage(std::uint32_t message) {
     }
 }
 
-void FakeBackend::start(avc::AVCDeviceController& controller) {
-    for (auto& device : mDevices) {
-        controller.addDevice(std::move(device));
-    }
+avc::AVCBackends fakeBackends(std::vector<std::unique_ptr<avc::AVCDevice>> devices) {
+    avc::AVCBackends backends;
+    backends.push_back(std::make_unique<FakeBackend>(std::move(devices)));
+    return backends;
+}
+
+avc::AVCBackends fakeBackends(std::unique_ptr<FakeDevice> device) {
+    std::vector<std::unique_ptr<avc::AVCDevice>> devices;
+    devices.push_back(std::move(device));
+    return fakeBackends(std::move(devices));
 }
 
 std::vector<std::uint8_t> fakeFrame(bool pal, int number, std::uint8_t fill) {

@@ -58,16 +58,10 @@ private:
     void* mMessageRefCon = nullptr;
 };
 
-/// Offers fake devices; owned by the device controller, which the test looks into.
-class FakeBackend final : public avc::AVCBackend {
-public:
-    explicit FakeBackend(std::vector<std::unique_ptr<avc::AVCDevice>> devices)
-        : mDevices(std::move(devices)) {}
-    void start(avc::AVCDeviceController& controller) override;
-
-private:
-    std::vector<std::unique_ptr<avc::AVCDevice>> mDevices;
-};
+/// A backend for the device list that offers these devices. The test keeps pointers to them to tell
+/// them what to do; the device controller owns them.
+[[nodiscard]] avc::AVCBackends fakeBackends(std::vector<std::unique_ptr<avc::AVCDevice>> devices);
+[[nodiscard]] avc::AVCBackends fakeBackends(std::unique_ptr<FakeDevice> device);
 
 /// A frame of its standard's size, every byte `fill` but for the number of NTSC sound samples
 /// (1602) and a time code of `number` frames.

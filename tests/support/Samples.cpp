@@ -10,8 +10,7 @@ QString samplesFolder() {
         return folder;
     }
     const QDir source(QStringLiteral(TAKEBOX_SOURCE_FOLDER));
-    const QString beside = QDir::cleanPath(source.filePath(
-        QStringLiteral("../") + QStringLiteral("shared") + QStringLiteral("/samples")));
+    const QString beside = QDir::cleanPath(source.filePath(QStringLiteral("../shared/samples")));
     return QDir(beside).exists() ? beside : QString();
 }
 

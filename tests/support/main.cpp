@@ -1,21 +1,7 @@
-#include <gtest/gtest.h>
-
 #include <QCoreApplication>
-#include <QTemporaryDir>
 
-#include "platform/log/Log.h"
+#include "support/TestMain.h"
 
-// Every test program has a HOME of its own, no session bus (where the user's own recorder may be)
-// and an event loop to run.
 int main(int argc, char** argv) {
-    const QTemporaryDir home;
-    qputenv("HOME", home.path().toUtf8());
-    qunsetenv("XDG_DATA_HOME");
-    qunsetenv("XDG_CONFIG_HOME");
-    qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/dev/null");
-    QCoreApplication application(argc, argv);
-    ::testing::InitGoogleTest(&argc, argv);
-    const int result = RUN_ALL_TESTS();
-    takebox::drainReceiveThreadLog();
-    return result;
+    return takebox::test::runTests<QCoreApplication>(argc, argv);
 }

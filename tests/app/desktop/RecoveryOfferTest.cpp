@@ -12,6 +12,7 @@
 
 #include "app/desktop/DesktopInterface.h"
 #include "storage/WriterThreads.h"
+#include "support/Files.h"
 #include "support/WaitUntil.h"
 
 namespace takebox {
@@ -24,8 +25,7 @@ struct RecoveryOfferTest : ::testing::Test {
     RecoveryOfferTest() {
         recording.note.moviePath = folder.filePath(QStringLiteral("Take.mov"));
         recording.notePath = folder.filePath(QStringLiteral("1-0.recording"));
-        QFile note(recording.notePath);
-        EXPECT_TRUE(note.open(QIODevice::WriteOnly));
+        test::writeFile(recording.notePath, {});
     }
     ~RecoveryOfferTest() override { WriterThreads::waitUntilFinished(); }
 

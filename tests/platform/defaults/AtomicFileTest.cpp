@@ -10,15 +10,13 @@
 #include <QTemporaryDir>
 #include <cerrno>
 
+#include "support/Files.h"
+
 namespace takebox {
 namespace {
 
 using namespace Qt::StringLiterals;
-
-QByteArray contentsOf(const QString& path) {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
+using test::contentsOf;
 
 mode_t modeOf(const QString& path) {
     struct stat status {};
@@ -81,8 +79,7 @@ TEST(AtomicFile, filesOfKilledProcessesAreRemovedAndThoseOfLivingOnesStay) {
     const QStringList stay{u".a.plist.%1.new"_s.arg(getpid()), u".a.plist.backup.new"_s,
                            u"a.plist"_s};
     for (const QString& name : stay + QStringList{u".a.plist.%1.new"_s.arg(dead)}) {
-        QFile file(folder.filePath(name));
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        test::writeFile(folder.filePath(name), {});
     }
     removeAbandonedReplacements(folder.filePath(u"a.plist"_s));
     QStringList expected = stay;

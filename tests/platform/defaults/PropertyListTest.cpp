@@ -1,11 +1,11 @@
 #include "platform/defaults/PropertyList.h"
 #include "support/ChildProcess.h"
+#include "support/Files.h"
 
 #include <gtest/gtest.h>
 
 #include <QDateTime>
 #include <QDir>
-#include <QFile>
 #include <QSize>
 #include <QTemporaryDir>
 #include <clocale>
@@ -16,6 +16,7 @@ namespace takebox {
 namespace {
 
 using namespace Qt::StringLiterals;
+using test::contentsOf;
 
 // Python's plistlib is the independent reader and writer. The script below knows one value of
 // every key that the program stores; "write FORMAT FILE" writes it, "check FILE" compares.
@@ -91,14 +92,11 @@ int runPython(const QStringList& arguments) {
     return process.waitForFinished(60000) ? process.exitCode() : -1;
 }
 
-QByteArray contentsOf(const QString& path) {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+QVariant integer(qint64 value) {
+    return QVariant::fromValue(value);
 }
 
-/// The same values as the script's, of the types that the store promises.
-QVariantMap expectedValues() {
-    const auto integer = [](qint64 value) { return QVariant::fromValue(value); };
+QVariantMap expectedEvent() {
     QVariantMap event{
         {u"UUID"_s, u"5C6CB1B5-6B64-4E35-9DC1-1F7F1C1B8E0F"_s},
         {u"Date"_s, QDateTime({2031, 12, 30}, {23, 59, 59}, Qt::UTC)},
@@ -118,7 +116,11 @@ QVariantMap expectedValues() {
     for (int day = 0; day < 7; ++day) {
         event.insert(u"Should Record On Day %1"_s.arg(day), day % 2 == 1);
     }
-    const QVariantMap settings{
+    return event;
+}
+
+QVariantMap expectedSettings() {
+    return {
         {u"Auto Name Recordings"_s, false},
         {u"Mono Tracks"_s, true},
         {u"Loop Recording"_s, true},
@@ -133,6 +135,10 @@ QVariantMap expectedValues() {
         {u"Timecode Source Index"_s, integer(2)},
         {u"Preset Timecode"_s, 0.1},
     };
+}
+
+/// The same values as the script's, of the types that the store promises.
+QVariantMap expectedValues() {
     QByteArray bytes;
     for (int i = 0; i < 256; ++i) {
         bytes.append(static_cast<char>(i));
@@ -147,8 +153,8 @@ QVariantMap expectedValues() {
         {u"Launch Stop Recording Script"_s, false},
         {u"Stop Recording Script Delay"_s, integer(-2)},
         {u"Recording Format"_s, integer(9007199254740993)},
-        {u"Device Settings 0123456789abcdef"_s, settings},
-        {u"Scheduling Events"_s, QVariantList{event}},
+        {u"Device Settings 0123456789abcdef"_s, expectedSettings()},
+        {u"Scheduling Events"_s, QVariantList{expectedEvent()}},
         {u"Bytes"_s, bytes},
         {u"Old"_s, QDateTime({1904, 1, 1}, {0, 0}, Qt::UTC)},
         {u"Far"_s, QDateTime({2100, 2, 28}, {12, 0}, Qt::UTC)},
@@ -198,11 +204,9 @@ INSTANTIATE_TEST_SUITE_P(Formats, ForeignList, ::testing::Values("xml", "binary"
 
 TEST(PropertyList, foreignReaderFindsEveryKeyAndTypeThatWeWrite) {
     const QTemporaryDir folder;
-    QFile file(folder.filePath(u"ours.plist"_s));
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.write(writePropertyList(expectedValues()));
-    file.close();
-    EXPECT_EQ(runPython({u"check"_s, file.fileName()}), 0);
+    const QString path = folder.filePath(u"ours.plist"_s);
+    test::writeFile(path, writePropertyList(expectedValues()));
+    EXPECT_EQ(runPython({u"check"_s, path}), 0);
 }
 
 TEST(PropertyList, readsWhatItWrites) {

@@ -55,16 +55,13 @@ TEST_F(FirewireCapture, aSampleFileArrivesByteForByte) {
         return;
     }
     firewire("deck " + kA + " frames=8 source=" + file.toStdString());
-    startBackend();
-    auto* const device = waitForDevice(kGuidA);
-    ASSERT_NE(device, nullptr);
-    Capture capture(*device);
-    ASSERT_EQ(capture.start(), 0);
-    EXPECT_TRUE(waitUntil([&] { return capture.frameCount() >= 8; }));
+    const auto capture = startCapture(kGuidA);
+    ASSERT_NE(capture, nullptr);
+    EXPECT_TRUE(waitUntil([&] { return capture->frameCount() >= 8; }));
     QFile original(file);
     ASSERT_TRUE(original.open(QIODevice::ReadOnly));
     QByteArray received;
-    for (const auto& frame : capture.frames()) {
+    for (const auto& frame : capture->frames()) {
         received.append(reinterpret_cast<const char*>(frame.data()),
                         static_cast<qsizetype>(frame.size()));
     }
@@ -73,25 +70,19 @@ TEST_F(FirewireCapture, aSampleFileArrivesByteForByte) {
 
 TEST_F(FirewireCapture, aDeviceThatRefusesConnectionsIsHeardOnTheBroadcastChannel) {
     firewire("deck " + kA + " plugs=no broadcast=no source=pal:50");
-    startBackend();
-    auto* const device = waitForDevice(kGuidA);
-    ASSERT_NE(device, nullptr);
-    Capture capture(*device);
-    ASSERT_EQ(capture.start(), 0);
+    const auto capture = startCapture(kGuidA);
+    ASSERT_NE(capture, nullptr);
     EXPECT_TRUE(waitUntil([&] { return log.containsText("does not accept a connection"); }));
     firewire("set " + kA + " broadcast=yes");
-    EXPECT_TRUE(waitUntil([&] { return capture.frameCount() >= 10; }));
+    EXPECT_TRUE(waitUntil([&] { return capture->frameCount() >= 10; }));
 }
 
 TEST_F(FirewireCapture, refusedBandwidthIsLoggedAndDoneWithout) {
     firewire("bandwidth 0 0");
     firewire("deck " + kA + " source=pal:50");
-    startBackend();
-    auto* const device = waitForDevice(kGuidA);
-    ASSERT_NE(device, nullptr);
-    Capture capture(*device);
-    ASSERT_EQ(capture.start(), 0);
-    EXPECT_TRUE(waitUntil([&] { return capture.frameCount() >= 10; }));
+    const auto capture = startCapture(kGuidA);
+    ASSERT_NE(capture, nullptr);
+    EXPECT_TRUE(waitUntil([&] { return capture->frameCount() >= 10; }));
     EXPECT_TRUE(log.containsText("No FireWire bandwidth could be reserved for Nordlicht DV-100"));
     EXPECT_EQ(deckStatus(kDeckA)["connections"], "1");
 }
@@ -99,14 +90,11 @@ TEST_F(FirewireCapture, refusedBandwidthIsLoggedAndDoneWithout) {
 TEST_F(FirewireCapture, aChannelInUseIsToldAndTriedAgain) {
     firewire("occupy 0 63");
     firewire("deck " + kA + " broadcast=yes source=pal:50");
-    startBackend();
-    auto* const device = waitForDevice(kGuidA);
-    ASSERT_NE(device, nullptr);
-    Capture capture(*device);
-    ASSERT_EQ(capture.start(), 0);
+    const auto capture = startCapture(kGuidA);
+    ASSERT_NE(capture, nullptr);
     EXPECT_TRUE(waitUntil([&] { return log.containsText("channel 63 is in use on this card"); }));
     firewire("free 0 63");
-    EXPECT_TRUE(waitUntil([&] { return capture.frameCount() >= 10; }));
+    EXPECT_TRUE(waitUntil([&] { return capture->frameCount() >= 10; }));
     EXPECT_EQ(log.count("Nordlicht DV-100 cannot be received: channel 63 is in use on this card"),
               1);
 }
@@ -114,25 +102,19 @@ TEST_F(FirewireCapture, aChannelInUseIsToldAndTriedAgain) {
 TEST_F(FirewireCapture, packetsOfAnotherDeckOnTheSameChannelAreLeftOut) {
     firewire("deck " + kA + " broadcast=yes source=pal:50");
     firewire("deck " + kB + " broadcast=yes source=ntsc:50");
-    startBackend();
-    auto* const device = waitForDevice(kGuidA);
-    ASSERT_NE(device, nullptr);
-    Capture capture(*device);
-    ASSERT_EQ(capture.start(), 0);
-    ASSERT_TRUE(waitUntil([&] { return capture.frameCount() >= 50; }));
+    const auto capture = startCapture(kGuidA);
+    ASSERT_NE(capture, nullptr);
+    ASSERT_TRUE(waitUntil([&] { return capture->frameCount() >= 50; }));
     EXPECT_GT(std::stoi(deckStatus(kDeckB)["frames"]), 40) << "the other one does send";
-    const auto frames = capture.frames();
+    const auto frames = capture->frames();
     EXPECT_TRUE(frames == sentFrames(true, frames.size(), 50));
 }
 
 TEST_F(FirewireCapture, aDeviceThatDoesNotKnowItsNumberIsReceivedOnItsOwnChannel) {
     firewire("deck " + kA + " sid=63 source=pal:50");
-    startBackend();
-    auto* const device = waitForDevice(kGuidA);
-    ASSERT_NE(device, nullptr);
-    Capture capture(*device);
-    ASSERT_EQ(capture.start(), 0);
-    EXPECT_TRUE(waitUntil([&] { return capture.frameCount() >= 10; }));
+    const auto capture = startCapture(kGuidA);
+    ASSERT_NE(capture, nullptr);
+    EXPECT_TRUE(waitUntil([&] { return capture->frameCount() >= 10; }));
     EXPECT_TRUE(log.containsText("under another node number"));
 }
 
@@ -162,17 +144,14 @@ TEST_F(FirewireCapture, twoDecksOnTwoCardsAndTwoOnOneAreIndependent) {
 TEST_F(FirewireCapture, theControllerNodeNeedNotBeOpenToUs) {
     firewire("deny 0");
     firewire("deck " + kA + source(true, 100));
-    startBackend();
-    auto* const device = waitForDevice(kGuidA);
-    ASSERT_NE(device, nullptr);
-    Capture capture(*device);
-    ASSERT_EQ(capture.start(), 0);
+    const auto capture = startCapture(kGuidA);
+    ASSERT_NE(capture, nullptr);
     for (std::size_t i = 1; i <= 3; ++i) {
-        ASSERT_TRUE(waitUntil([&] { return capture.frameCount() >= i * 20; }));
+        ASSERT_TRUE(waitUntil([&] { return capture->frameCount() >= i * 20; }));
         firewire("reset 0 renumber");
     }
-    EXPECT_TRUE(waitUntil([&] { return capture.frameCount() >= 100; }));
-    EXPECT_TRUE(capture.frames() == sentFrames(true, 100, 50));
+    EXPECT_TRUE(waitUntil([&] { return capture->frameCount() >= 100; }));
+    EXPECT_TRUE(capture->frames() == sentFrames(true, 100, 50));
     EXPECT_EQ(deckStatus(kDeckA)["connections"], "1");
 }
 
@@ -193,20 +172,17 @@ TEST_F(FirewireCapture, aDeckThatHasNotBegunToPlayIsNoInterruption) {
 
 TEST_F(FirewireCapture, canBeStoppedAndStartedAgainAndAgain) {
     firewire("deck " + kA + " source=pal:50");
-    startBackend();
-    auto* const device = waitForDevice(kGuidA);
-    ASSERT_NE(device, nullptr);
-    Capture capture(*device);
-    ASSERT_EQ(capture.start(), 0);
+    const auto capture = startCapture(kGuidA);
+    ASSERT_NE(capture, nullptr);
     for (int i = 0; i < 5; ++i) {
-        const auto before = capture.frameCount();
-        ASSERT_TRUE(waitUntil([&] { return capture.frameCount() >= before + 3; }));
-        capture.stop();
-        capture.stop();
-        const auto after = capture.frameCount();
+        const auto before = capture->frameCount();
+        ASSERT_TRUE(waitUntil([&] { return capture->frameCount() >= before + 3; }));
+        capture->stop();
+        capture->stop();
+        const auto after = capture->frameCount();
         EXPECT_TRUE(waitUntil([] { return deckStatus(kDeckA)["connections"] == "0"; }));
-        EXPECT_EQ(capture.frameCount(), after) << "no callback after stop";
-        ASSERT_EQ(capture.startAgain(), 0);
+        EXPECT_EQ(capture->frameCount(), after) << "no callback after stop";
+        ASSERT_EQ(capture->startAgain(), 0);
     }
 }
 

@@ -147,6 +147,18 @@ avc::AVCDevice* FirewireStack::waitForDevice(std::uint64_t guid) {
     return controller->findDeviceByGuid(guid);
 }
 
+std::unique_ptr<Capture> FirewireStack::startCapture(std::uint64_t guid) {
+    startBackend();
+    avc::AVCDevice* const device = waitForDevice(guid);
+    if (device == nullptr) {
+        return nullptr;
+    }
+    auto capture = std::make_unique<Capture>(*device);
+    const int error = capture->start();
+    EXPECT_EQ(error, 0) << "the stream does not start";
+    return error == 0 ? std::move(capture) : nullptr;
+}
+
 std::vector<DVFrame> sentFrames(bool pal, std::size_t count, std::size_t repeat) {
     std::vector<DVFrame> frames;
     for (std::size_t i = 0; i < count; ++i) {

@@ -95,6 +95,9 @@ protected:
     void stopBackend();
     /// The device of the GUID once it is attached; fails the test when it does not come.
     avc::AVCDevice* waitForDevice(std::uint64_t guid);
+    /// Starts the program's side and receives from the device of the GUID. Null, with the test
+    /// failed, when that cannot be done.
+    std::unique_ptr<Capture> startCapture(std::uint64_t guid);
     [[nodiscard]] int notifications() const { return mNotifications; }
 
     LogCapture log;

@@ -1,23 +1,12 @@
-#include <gtest/gtest.h>
-
 #include <QCoreApplication>
-#include <QTemporaryDir>
 
-#include "platform/log/Log.h"
+#include "support/TestMain.h"
 #include "support/firewire/FirewireBench.h"
 
 // As the other test programs, on a bus that is not there.
 int main(int argc, char** argv) {
     takebox::test::enterFirewireBench(argv);
-    int result = 0;
-    {
-        const QTemporaryDir home;
-        qputenv("HOME", home.path().toUtf8());
-        QCoreApplication application(argc, argv);
-        ::testing::InitGoogleTest(&argc, argv);
-        result = RUN_ALL_TESTS();
-    }
-    takebox::drainReceiveThreadLog();
+    const int result = takebox::test::runTests<QCoreApplication>(argc, argv);
     takebox::test::leaveFirewireBench();
     return result;
 }

@@ -11,6 +11,7 @@
 
 #include "AtomTree.h"
 #include "MemoryMovieFile.h"
+#include "support/Files.h"
 #include "support/LogCapture.h"
 
 namespace takebox::test {
@@ -338,10 +339,7 @@ TEST(MovieToolbox, replacesAnExistingFile) {
     const QTemporaryDir folder;
     const QString path = folder.filePath(QStringLiteral("a.mov"));
     for (const auto mode : {StorageMode::kGrowing, StorageMode::kWhenClosed}) {
-        QFile old(path);
-        ASSERT_TRUE(old.open(QIODevice::WriteOnly));
-        old.write(QByteArray(100000, 'x'));
-        old.close();
+        writeFile(path, QByteArray(100000, 'x'));
         std::shared_ptr<DataHandler> handler;
         std::shared_ptr<Movie> movie;
         ASSERT_EQ(CreateMovieStorage(path.toStdString(), mode, handler, movie), kNoError);

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include "ScriptRunner.h"
+#include "support/Files.h"
 
 namespace takebox {
 namespace {
@@ -91,7 +92,7 @@ TEST(ScriptLibrary, pipesAreNotOpened) {
 
 TEST(ScriptLibrary, modulesOfTextAreFound) {
     ScriptRunner runner;
-    test::putFile(runner.filePath(u"helper.lua"_s), "return {answer = 42}");
+    test::writeFile(runner.filePath(u"helper.lua"_s), "return {answer = 42}");
     EXPECT_EQ(runner.run("package.path = '" + runner.filePath(u"?.lua"_s).toUtf8() +
                          "' return require('helper').answer"),
               QVariant::fromValue<qint64>(42));

@@ -43,6 +43,4 @@ private:
     UnattendedScriptSupervisor mSupervisor;
 };
 
-void putFile(const QString& path, const QByteArray& contents);
-
 }  // namespace takebox::test

@@ -10,6 +10,7 @@
 #include <QProcess>
 
 #include "ScriptRunner.h"
+#include "support/Files.h"
 #include "support/LogCapture.h"
 
 namespace takebox {
@@ -17,13 +18,13 @@ namespace {
 
 using namespace Qt::StringLiterals;
 using test::LeapingClock;
-using test::putFile;
 using test::ScriptRunner;
+using test::writeFile;
 
 bool isScript(const QByteArray& contents) {
     const QTemporaryDir folder;
     const QString path = folder.filePath(u"file"_s);
-    putFile(path, contents);
+    writeFile(path, contents);
     const auto script = Script::load(path);
     return script && script->compile();
 }
@@ -86,7 +87,7 @@ TEST(Script, isNamedLikeTheFileWithoutItsLastExtension) {
                                                  {u"a.b.lua"_s, u"a.b"_s},
                                                  {u".lua"_s, u".lua"_s}};
     for (const auto& [file, name] : names) {
-        putFile(folder.filePath(file), "return 1");
+        writeFile(folder.filePath(file), "return 1");
         EXPECT_EQ(Script::load(folder.filePath(file))->name(), name);
     }
 }
@@ -112,7 +113,7 @@ TEST(Script, endWithoutValueIsAResultAndAnErrorIsNone) {
 TEST(Script, eachRunStartsAfreshFromTheTextThatWasLoaded) {
     const QTemporaryDir folder;
     const QString path = folder.filePath(u"count.lua"_s);
-    putFile(path, "count = (count or 0) + 1; os.remove('" + path.toUtf8() + "') return count");
+    writeFile(path, "count = (count or 0) + 1; os.remove('" + path.toUtf8() + "') return count");
     const auto script = Script::load(path);
     ASSERT_TRUE(script->compile());
     UnattendedScriptSupervisor supervisor;
@@ -205,7 +206,7 @@ TEST(Script, supervisorHearsOfEveryEnd) {
     } supervisor;
     const QTemporaryDir folder;
     for (const char* text : {"return 1", "error()"}) {
-        putFile(folder.filePath(u"a.lua"_s), text);
+        writeFile(folder.filePath(u"a.lua"_s), text);
         const auto script = Script::load(folder.filePath(u"a.lua"_s));
         ASSERT_TRUE(script->compile());
         const auto result = script->execute({Clock::system(), supervisor, nullptr});

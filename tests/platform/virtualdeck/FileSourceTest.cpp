@@ -7,6 +7,7 @@
 #include <QTemporaryDir>
 
 #include "platform/avc/virtualdeck/TestSignal.h"
+#include "support/Files.h"
 #include "support/LogCapture.h"
 #include "support/Samples.h"
 
@@ -31,11 +32,7 @@ class FileSourceOnDisk : public ::testing::Test {
 protected:
     FileSourceOnDisk() : mBuffer(kLargestFrameSize) {}
 
-    void write(const QByteArray& bytes) {
-        QFile file(path());
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        ASSERT_EQ(file.write(bytes), bytes.size());
-    }
+    void write(const QByteArray& bytes) { test::writeFile(path(), bytes); }
     [[nodiscard]] QString path() const { return mFolder.filePath(u"tape.dv"_s); }
     std::unique_ptr<FileSource> open(std::optional<TapeTimeCode> start = {}) {
         QString error;

@@ -22,11 +22,11 @@ struct Kind {
     bool wide;
 };
 
-QByteArray makeFrames(TestSignal& signal, int count) {
+QByteArray makeFrames(const TestSignal& signal, int count) {
     QByteArray all;
     std::vector<std::uint8_t> frame(signal.frameSize());
     for (int i = 0; i < count; ++i) {
-        signal.nextFrame(frame);
+        signal.writeFrame(static_cast<std::uint64_t>(i), frame);
         all.append(reinterpret_cast<const char*>(frame.data()),
                    static_cast<qsizetype>(frame.size()));
     }
@@ -177,9 +177,9 @@ TEST_P(TestSignalOfKind, showsBarsCounterAndMotion) {
 
 TEST_P(TestSignalOfKind, hasRunningTimeCodeInEverySequence) {
     std::vector<std::uint8_t> frame(mSignal.frameSize());
-    for (int i = 0; i < 60; ++i) {
-        mSignal.nextFrame(frame);
-        const auto expected = mSignal.timeCode(static_cast<std::uint64_t>(i));
+    for (std::uint64_t i = 0; i < 60; ++i) {
+        mSignal.writeFrame(i, frame);
+        const auto expected = mSignal.timeCode(i);
         for (std::size_t sequence = 0; sequence < sequenceCount(GetParam().standard); ++sequence) {
             const auto pack = std::span<const std::uint8_t>(frame).subspan(
                 sequence * kDIFSequenceSize + kTimeCodeOffset - 1, 5);
@@ -210,12 +210,12 @@ TEST_P(TestSignalOfKind, isItsOwnFileFormat) {
 }
 
 TEST(TestSignal, followsTheFiveFrameSequenceOfNTSCAudio) {
-    TestSignal signal(DVStandard::kNTSC, false, {});
+    const TestSignal signal(DVStandard::kNTSC, false, {});
     std::vector<std::uint8_t> frame(signal.frameSize());
     const std::array<std::uint32_t, 5> expected{1600, 1602, 1602, 1602, 1602};
     std::uint64_t first = 0;
     for (std::uint64_t i = 0; i < 12; ++i) {
-        signal.nextFrame(frame);
+        signal.writeFrame(i, frame);
         EXPECT_EQ(frame[4323], 0x50);
         EXPECT_EQ((frame[4324] & 0x3FU) + 1580, expected[i % 5]);
         EXPECT_EQ(TestSignal::sampleCount(DVStandard::kNTSC, i), expected[i % 5]);
@@ -242,12 +242,12 @@ TEST(TestSignal, hasADifferentToneInEachChannel) {
 }
 
 TEST(TestSignal, isAFunctionOfTheFrameNumber) {
-    TestSignal signal(DVStandard::kPAL, false, {1, 0, 0, 0});
+    const TestSignal signal(DVStandard::kPAL, false, {1, 0, 0, 0});
     const TestSignal same(DVStandard::kPAL, false, {1, 0, 0, 0});
     std::vector<std::uint8_t> inTurn(signal.frameSize());
     std::vector<std::uint8_t> direct(signal.frameSize());
     for (std::uint64_t i = 0; i < 7; ++i) {
-        signal.nextFrame(inTurn);
+        signal.writeFrame(i, inTurn);
     }
     same.writeFrame(6, direct);
     EXPECT_EQ(inTurn, direct);

@@ -2,10 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include <QFile>
 #include <QTemporaryDir>
 
 #include "platform/avc/virtualdeck/TestSignal.h"
+#include "support/Files.h"
 
 namespace takebox::avc {
 namespace {
@@ -27,11 +27,11 @@ VirtualDeckSettings parsed(const QString& spec) {
 }
 
 QByteArray frames(DVStandard standard, int count) {
-    TestSignal signal(standard, false, {1, 2, 3, 4});
+    const TestSignal signal(standard, false, {1, 2, 3, 4});
     std::vector<std::uint8_t> frame(signal.frameSize());
     QByteArray all;
     for (int i = 0; i < count; ++i) {
-        signal.nextFrame(frame);
+        signal.writeFrame(static_cast<std::uint64_t>(i), frame);
         all.append(reinterpret_cast<const char*>(frame.data()),
                    static_cast<qsizetype>(frame.size()));
     }
@@ -42,9 +42,7 @@ class VirtualDeckSettingsOfAFile : public ::testing::Test {
 protected:
     QString write(const QString& name, const QByteArray& bytes) {
         QString path = mFolder.filePath(name);
-        QFile file(path);
-        EXPECT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(bytes);
+        test::writeFile(path, bytes);
         return path;
     }
 

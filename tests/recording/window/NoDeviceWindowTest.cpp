@@ -2,13 +2,13 @@
 
 #include <gtest/gtest.h>
 
-#include <QFile>
 #include <QLabel>
 #include <QMenuBar>
 #include <QTemporaryDir>
 
 #include "WindowFixture.h"
 #include "display/widgets/Resources.h"
+#include "support/Files.h"
 
 namespace takebox {
 namespace {
@@ -23,8 +23,7 @@ TEST(NoDeviceWindow, saysWhatTheSocketIsLikeAndFollowsIt) {
     test::CountingCommands commands;
     NoDeviceWindow window(commands, devices.path());
     EXPECT_TRUE(accessText(window).contains(QStringLiteral("no FireWire socket")));
-    QFile socket(devices.filePath(QStringLiteral("fw0")));
-    ASSERT_TRUE(socket.open(QIODevice::WriteOnly));
+    test::writeFile(devices.filePath(QStringLiteral("fw0")), {});
     EXPECT_TRUE(test::waitUntil([&window] {
         return accessText(window) == QStringLiteral("The FireWire socket is ready.");
     }));

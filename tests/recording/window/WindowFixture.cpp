@@ -23,11 +23,8 @@ void WindowFixture::openWindow(std::uint8_t dvMode) {
     fake->setName("Studio A");
     fake->openResult = openResult;
     deck = fake.get();
-    std::vector<std::unique_ptr<avc::AVCDevice>> devices;
-    devices.push_back(std::move(fake));
-    avc::AVCBackends backends;
-    backends.push_back(std::make_unique<FakeBackend>(std::move(devices)));
-    avc::CreateAVCDeviceController(gAVCDeviceController, std::move(backends), nullptr, nullptr);
+    avc::CreateAVCDeviceController(gAVCDeviceController, fakeBackends(std::move(fake)), nullptr,
+                                   nullptr);
     auto device = CDVDevice::initWithGUID(kGUID);
     device->setDeviceName(QStringLiteral("Studio A"));
     controller = std::make_shared<CDVDeviceWindowController>(std::move(device), *this);
