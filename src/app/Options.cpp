@@ -34,7 +34,8 @@ struct CommandLine {
         u"record"_s,
         u"Records every device once for so many seconds, without a window, then ends."_s,
         u"SECONDS"_s};
-    QCommandLineOption to{u"to"_s, u"Folder for --record."_s, u"DIR"_s};
+    QCommandLineOption to{u"to"_s, u"Folder for --record, or whose disk --diagnose measures."_s,
+                          u"DIR"_s};
     QCommandLineOption remote{
         u"remote"_s,
         u"Sends one command to a recorder and prints the answer: --remote HOST[:PORT] "

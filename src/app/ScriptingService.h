@@ -27,9 +27,9 @@ protected:
 /// The decks on the session bus, for other programs: docs/scripting.md describes the objects. Main
 /// thread.
 ///
-/// One object at kPath for the application and one below it
-/// for each deck, with the commands and the list of deckProperties(). Other programs are told of
-/// changes to the properties that are not live.
+/// One object at kPath for the application and one below it for each deck, with the commands and
+/// the list of deckProperties(). Other programs are told of changes to the properties that are not
+/// live.
 class ScriptingService final : public QDBusVirtualObject {
     Q_OBJECT
 

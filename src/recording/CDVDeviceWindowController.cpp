@@ -79,7 +79,7 @@ void CDVDeviceWindowController::recordButtonPushed() {
         return;
     }
     _startTimeCode = _device->currentTimeCode();
-    const TimeCodeRecord startTimeCode = chooseStartTimeCode();
+    const TimeCodeRecord startTimeCode = timeCodeOfSource(_startTimeCode);
     const std::int16_t status = _device->startRecordingWithPreAllocationDuration(
         _settings->referenceMovieDuration(), startTimeCode);
     if (_device->isRecording()) {
@@ -106,6 +106,12 @@ QString CDVDeviceWindowController::recordingNameAt(const QDateTime& date) const 
     return fileNameOf(stop > 0 && stop + 1 < name.size() ? name.left(stop) : name);
 }
 
+void CDVDeviceWindowController::alertThatFileIsInUse(const QString& title) {
+    mServices.showCriticalAlert(
+        title, tr("Please make sure the destination reference file is not open in another "
+                  "application."));
+}
+
 bool CDVDeviceWindowController::prepareSelfContainedMovie(const QString& name) {
     if (!_settings->createSelfContainedMovie()) {
         _device->setShouldCreateSelfContainedMovie(false);
@@ -114,10 +120,7 @@ bool CDVDeviceWindowController::prepareSelfContainedMovie(const QString& name) {
     const QString path = generateSelfContainedFilePathForRecording(
         name, Defaults::standard().boolForKey(OxaPrefEraseExistingFilesKey));
     if (path.isNull()) {
-        mServices.showCriticalAlert(
-            tr("Cannot create the self-contained movie!"),
-            tr("Please make sure the destination reference file is not open in another "
-               "application."));
+        alertThatFileIsInUse(tr("Cannot create the self-contained movie!"));
         return false;
     }
     mCurrentSelfContainedMoviePath = path;
@@ -142,10 +145,7 @@ bool CDVDeviceWindowController::prepareReferenceMovie(const QString& name, QStri
     rawPath = generateRawFilePathForRecording(name, rawFolder, erase);
     referencePath = generateReferenceFilePathForRecording(name, erase);
     if (referencePath.isNull()) {
-        mServices.showCriticalAlert(
-            tr("Cannot create the reference movie!"),
-            tr("Please make sure the destination reference file is not open in another "
-               "application."));
+        alertThatFileIsInUse(tr("Cannot create the reference movie!"));
         return false;
     }
     mCurrentReferenceMoviePath = referencePath;
@@ -157,11 +157,11 @@ bool CDVDeviceWindowController::prepareReferenceMovie(const QString& name, QStri
     return true;
 }
 
-TimeCodeRecord CDVDeviceWindowController::chooseStartTimeCode() const {
+TimeCodeRecord CDVDeviceWindowController::timeCodeOfSource(const TimeCodeRecord& ofDevice) const {
     TimeCodeRecord timeCode;
     switch (_settings->timecodeSourceIndex()) {
         case kTimecodeSourceDevice:
-            return _startTimeCode;
+            return ofDevice;
         case kTimecodeSourceTimeOfDay:
             realtimeTimecode(timeCode);
             break;
@@ -415,20 +415,10 @@ double CDVDeviceWindowController::deviceTimecode() const {
 }
 
 QString CDVDeviceWindowController::deviceTimecodeString() const {
-    TimeCodeRecord timeCode;
-    switch (_settings->timecodeSourceIndex()) {
-        case kTimecodeSourceDevice:
-            return _device ? _device->currentTimeCodeAsString() : timeCodeText(timeCode);
-        case kTimecodeSourceTimeOfDay:
-            realtimeTimecode(timeCode);
-            break;
-        case kTimecodeSourcePreset:
-            time(_settings->presetTimecode(), timeCode);
-            break;
-        default:
-            break;
+    if (_device && _settings->timecodeSourceIndex() == kTimecodeSourceDevice) {
+        return _device->currentTimeCodeAsString();
     }
-    return timeCodeText(timeCode);
+    return timeCodeText(timeCodeOfSource({}));
 }
 
 double CDVDeviceWindowController::recordStartTimecode() const {

@@ -202,10 +202,12 @@ Q_SIGNALS:
 private:
     void awakeFromNib();
     [[nodiscard]] QString recordingNameAt(const QDateTime& date) const;
+    void alertThatFileIsInUse(const QString& title);
     [[nodiscard]] bool prepareSelfContainedMovie(const QString& name);
     [[nodiscard]] bool prepareReferenceMovie(const QString& name, QString& rawPath,
                                              QString& referencePath);
-    [[nodiscard]] TimeCodeRecord chooseStartTimeCode() const;
+    /// What the settings choose: the time code of the device, the time of day or the preset.
+    [[nodiscard]] TimeCodeRecord timeCodeOfSource(const TimeCodeRecord& ofDevice) const;
     void recordingDidStart();
     void announceRecording(const QString& rawPath, TimeCodeRecord startTimeCode);
     void updateLosses();

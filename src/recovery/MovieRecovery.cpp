@@ -323,15 +323,11 @@ RecoveryOutcome recoverCutOffMovie(const OpenedMovie& movie, const RecordingFact
     if (const auto failure = write(plan, replacement.temporaryPath(), progress)) {
         return *failure;
     }
-    if (!isAsPlanned(plan, replacement.temporaryPath())) {
-        return outcome(Kind::kFailed, QObject::tr("the new movie is not as it was written; the "
-                                                  "original is as it was"));
+    RecoveryOutcome result =
+        putInPlace(replacement, isAsPlanned(plan, replacement.temporaryPath()));
+    if (result.kind != Kind::kRecovered) {
+        return result;
     }
-    RecoveryOutcome result;
-    if (const int error = replacement.replaceOriginal(result.original); error != 0) {
-        return cannotWrite(error);
-    }
-    result.kind = Kind::kRecovered;
     result.frames = plan.samples(fourCC("vide"));
     result.audioSamples = plan.samples(fourCC("soun"));
     const double rate = (plan.isPAL ? kPALGeometry : kNTSCGeometry).framesPerSecond;

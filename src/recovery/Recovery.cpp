@@ -65,6 +65,19 @@ RecoveryOutcome cannotWrite(int error) {
                        .arg(QString::fromLocal8Bit(strerror(error))));
 }
 
+RecoveryOutcome putInPlace(Replacement& replacement, bool isAsPlanned) {
+    if (!isAsPlanned) {
+        return outcome(Kind::kFailed, QObject::tr("the new movie is not as it was written; the "
+                                                  "original is as it was"));
+    }
+    RecoveryOutcome result;
+    if (const int error = replacement.replaceOriginal(result.original); error != 0) {
+        return cannotWrite(error);
+    }
+    result.kind = Kind::kRecovered;
+    return result;
+}
+
 std::string pathOnDisk(const QString& path) {
     return QFile::encodeName(path).toStdString();
 }

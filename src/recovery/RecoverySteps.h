@@ -5,6 +5,7 @@
 
 #include "platform/movietoolbox/MovieReader.h"
 #include "recovery/Recovery.h"
+#include "recovery/Replacement.h"
 
 // What the two kinds of recovery share. Internal to this folder.
 namespace takebox {
@@ -27,6 +28,10 @@ struct OpenedMovie {
 /// For an errno value that stopped the reading (of `path`) or the writing of the result.
 [[nodiscard]] RecoveryOutcome unreadable(const QString& path, int error);
 [[nodiscard]] RecoveryOutcome cannotWrite(int error);
+
+/// Gives the new movie the place of the original, unless it has turned out not to be as planned.
+/// @return kRecovered with where the original is now; the message is the caller's to write.
+[[nodiscard]] RecoveryOutcome putInPlace(Replacement& replacement, bool isAsPlanned);
 
 /// What the time code track of a movie says of the first frame; nothing without such a track.
 [[nodiscard]] std::optional<TimeCodeRecord> startTimeCodeOf(

@@ -136,15 +136,10 @@ RecoveryOutcome fitReferenceMovie(const OpenedMovie& movie) {
     if (const int error = write(movie, raw, replacement.temporaryPath()); error != 0) {
         return cannotWrite(error);
     }
-    if (!isAsPlanned(raw, replacement.temporaryPath())) {
-        return outcome(Kind::kFailed, QObject::tr("the new movie is not as it was written; the "
-                                                  "original is as it was"));
+    RecoveryOutcome result = putInPlace(replacement, isAsPlanned(raw, replacement.temporaryPath()));
+    if (result.kind != Kind::kRecovered) {
+        return result;
     }
-    RecoveryOutcome result;
-    if (const int error = replacement.replaceOriginal(result.original); error != 0) {
-        return cannotWrite(error);
-    }
-    result.kind = Kind::kRecovered;
     result.frames = raw.frames;
     result.audioSamples = raw.audioSamples;
     result.message = QObject::tr("%1 fits its raw files now: %2 frames. The original is kept as %3")

@@ -12,15 +12,13 @@ namespace takebox {
 ///
 /// Two threads take turns with a chunk. The appending thread owns it from the moment it finds the
 /// chunk free (offset 0) until it marks it full; the writer thread owns it from then until reset().
-///   full: release when set, so that the writer, which acquires it, sees the bytes, the size and
-///   the
-///         rewind mark. The writer touches nothing of a chunk that is not full while the file is
-///         being appended to.
-///   offset: release when reset() clears it, as its last act; the appender acquires it and so finds
-///           every other field cleared.
-///   sequenceNumber: looked at by both sides in chunks that they do not own, to tell them apart;
-///   any
-///           value seen there is followed by the acquire of full or offset.
+/// - full: release when set, so that the writer, which acquires it, sees the bytes, the size and
+///   the rewind mark. The writer touches nothing of a chunk that is not full while the file is
+///   being appended to.
+/// - offset: release when reset() clears it, as its last act; the appender acquires it and so finds
+///   every other field cleared.
+/// - sequenceNumber: looked at by both sides in chunks that they do not own, to tell them apart;
+///   any value seen there is followed by the acquire of full or offset.
 class WriteBufferChunk {
 public:
     /// Keeps the offset and size of up to `blockLimit` blocks; without them for 0 (audio).

@@ -59,9 +59,4 @@ void WriterThreads::waitUntilFinished() {
     all.reap(lock);
 }
 
-int WriterThreads::running() {
-    const std::lock_guard lock(registry().mutex);
-    return static_cast<int>(registry().running.size());
-}
-
 }  // namespace takebox

@@ -14,9 +14,6 @@ public:
 
     /// Blocks until every thread started so far has ended. Any thread but a writer's.
     static void waitUntilFinished();
-
-    /// Threads that have not ended.
-    [[nodiscard]] static int running();
 };
 
 }  // namespace takebox

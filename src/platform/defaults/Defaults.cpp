@@ -115,18 +115,9 @@ float Defaults::floatForKey(const QString& key) const {
     return static_cast<float>(doubleForKey(key));
 }
 
-QString Defaults::stringForKey(const QString& key) const {
-    return stringOf(objectForKey(key));
-}
-
 QVariantList Defaults::arrayForKey(const QString& key) const {
     const QVariant value = objectForKey(key);
     return value.typeId() == QMetaType::QVariantList ? value.toList() : QVariantList();
-}
-
-QVariantMap Defaults::dictionaryForKey(const QString& key) const {
-    const QVariant value = objectForKey(key);
-    return value.typeId() == QMetaType::QVariantMap ? value.toMap() : QVariantMap();
 }
 
 bool Defaults::boolOf(const QVariant& value) {

@@ -49,9 +49,7 @@ public:
     [[nodiscard]] qint64 integerForKey(const QString& key) const;
     [[nodiscard]] double doubleForKey(const QString& key) const;
     [[nodiscard]] float floatForKey(const QString& key) const;
-    [[nodiscard]] QString stringForKey(const QString& key) const;
     [[nodiscard]] QVariantList arrayForKey(const QString& key) const;
-    [[nodiscard]] QVariantMap dictionaryForKey(const QString& key) const;
 
     /// The same conversions for a value inside an array or dictionary.
     [[nodiscard]] static bool boolOf(const QVariant& value);

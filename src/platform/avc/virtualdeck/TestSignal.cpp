@@ -178,12 +178,6 @@ void TestSignal::writeFrame(std::uint64_t frameNumber, std::span<std::uint8_t> f
     mCard.drawMotion(frame, frameNumber, now.text().data());
 }
 
-std::size_t TestSignal::nextFrame(std::span<std::uint8_t> frame) {
-    writeFrame(mNextFrame, frame);
-    ++mNextFrame;
-    return mBackground.size();
-}
-
 void TestSignal::writeTimeCode(std::span<std::uint8_t> frame, const TapeTimeCode& timeCode) const {
     const auto data = timeCode.packData();
     const Pack pack{kTimeCodePack, data[0], data[1], data[2], data[3]};

@@ -36,8 +36,6 @@ public:
     /// Writes the frame of the given number, counted from 0.
     /// @param frame  has room for frameSize() bytes.
     void writeFrame(std::uint64_t frameNumber, std::span<std::uint8_t> frame) const;
-    /// Writes the next frame. @return its size.
-    std::size_t nextFrame(std::span<std::uint8_t> frame);
 
     /// Audio sample frames in the given frame: 1600 or 1602 in a cycle of five, or 1920.
     [[nodiscard]] static std::uint32_t sampleCount(DVStandard standard, std::uint64_t frameNumber);
@@ -55,7 +53,6 @@ private:
     TapeTimeCode mStart;
     TestCard mCard;
     std::vector<std::uint8_t> mBackground;  // a frame with all that does not change
-    std::uint64_t mNextFrame = 0;
 };
 
 }  // namespace takebox::avc
