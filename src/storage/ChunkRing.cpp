@@ -86,7 +86,7 @@ ChunkToWrite* ChunkRing::chunkWithSequenceNumber(std::uint32_t number) {
     auto* const found = std::find_if(
         _chunks.begin(), _chunks.end(),
         [number](const ChunkToWrite& chunk) { return chunk.sequenceNumber() == number; });
-    return found == _chunks.end() ? nullptr : &*found;
+    return found == _chunks.end() ? nullptr : found;
 }
 
 ChunkToWrite* ChunkRing::firstAvailableChunk() {
@@ -94,7 +94,7 @@ ChunkToWrite* ChunkRing::firstAvailableChunk() {
     auto* const found = std::find_if(_chunks.begin(), _chunks.end(), [](const ChunkToWrite& chunk) {
         return !chunk.isFull() && chunk.offset() == 0;
     });
-    return found == _chunks.end() ? nullptr : &*found;
+    return found == _chunks.end() ? nullptr : found;
 }
 
 void ChunkRing::reset() {

@@ -16,7 +16,7 @@ namespace takebox::test {
 /// A recorder without windows: virtual decks, their controllers, and the control server on a port
 /// of its own. One at a time: the device list is the process's. Preferences and recordings go into
 /// a folder that goes away with it.
-class TestRecorder : public DevicesEnvironment, public RecordingServices {
+class TestRecorder final : public DevicesEnvironment, public RecordingServices {
 public:
     /// @param decks as on the command line of the program, such as "pal,name=Deck".
     explicit TestRecorder(const QStringList& decks);

@@ -183,11 +183,11 @@ private:
     int sendRequest(Client& client, const fw_cdev_send_request& request);
     std::uint32_t handleRequest(Node& node, const fw_cdev_send_request& request,
                                 std::vector<std::uint8_t>& answer);
-    std::uint32_t plugRegister(Node& node, const fw_cdev_send_request& request,
+    std::uint32_t plugRegister(const Node& node, const fw_cdev_send_request& request,
                                std::vector<std::uint8_t>& answer);
     int isoResource(Client& client, const fw_cdev_allocate_iso_resource& resource, bool allocate);
     int createContext(Client& client, fw_cdev_create_iso_context& create);
-    int queue(Client& client, fw_cdev_queue_iso& queue);
+    int queue(const Client& client, fw_cdev_queue_iso& queue);
 
     void command(Node& node, std::vector<std::uint8_t> frame);
     void answerCommand(std::uint64_t guid, std::vector<std::uint8_t> frame, std::uint8_t code);

@@ -42,7 +42,8 @@ bool loadSource(Deck& deck) {
         return !deck.source.empty();
     }
     std::ifstream file(source, std::ios::binary);
-    const DVFrame bytes{std::istreambuf_iterator<char>(file), {}};
+    const std::istreambuf_iterator<char> begin(file);
+    const DVFrame bytes(begin, {});
     if (bytes.size() < takebox::test::kFrameSizeNTSC) {
         return false;
     }

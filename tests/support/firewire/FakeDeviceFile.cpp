@@ -205,7 +205,7 @@ std::uint32_t FakeBus::handleRequest(Node& node, const fw_cdev_send_request& req
     return RCODE_ADDRESS_ERROR;
 }
 
-std::uint32_t FakeBus::plugRegister(Node& node, const fw_cdev_send_request& request,
+std::uint32_t FakeBus::plugRegister(const Node& node, const fw_cdev_send_request& request,
                                     std::vector<std::uint8_t>& answer) {
     Deck& deck = *node.deck;
     constexpr std::uint32_t kOnline = 1U << 31;
@@ -288,7 +288,7 @@ int FakeBus::createContext(Client& client, fw_cdev_create_iso_context& create) {
     return 0;
 }
 
-int FakeBus::queue(Client& client, fw_cdev_queue_iso& queue) {
+int FakeBus::queue(const Client& client, fw_cdev_queue_iso& queue) {
     if (!client.iso || client.iso->memory == nullptr) {
         return -EINVAL;
     }

@@ -74,9 +74,9 @@ void write(const fs::path& path, const std::string& text) {
     std::ofstream(path, std::ios::binary) << text;
 }
 
-std::string hex(const char* format, std::uint64_t value) {
+std::string hex(std::uint64_t guid) {
     std::array<char, 32> text{};
-    std::snprintf(text.data(), text.size(), format, value);
+    std::snprintf(text.data(), text.size(), "0x%016" PRIx64 "\n", guid);
     return text.data();
 }
 
@@ -114,7 +114,7 @@ void addToSysfs(const Node& node) {
     fs::create_directories(root / "bus/firewire/devices");
     write(folder / "uevent",
           "MAJOR=240\nMINOR=" + std::to_string(node.number) + "\nDEVNAME=" + name(node) + "\n");
-    write(folder / "guid", hex("0x%016" PRIx64 "\n", node.guid));
+    write(folder / "guid", hex(node.guid));
     write(folder / "is_local", node.deck ? "0\n" : "1\n");
     write(folder / "units", std::string(units(node)) + "\n");
     const auto rom = configROM(node);

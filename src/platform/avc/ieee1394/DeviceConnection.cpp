@@ -59,8 +59,8 @@ void DeviceConnection::useBroadcast() {
 }
 
 void DeviceConnection::disconnect(const NodeWatch& watch) {
-    int error = 0;
     if (isConnected() && !mIsBroadcast) {
+        int error = 0;
         if (const auto bus = BusHandle::open(watch.info().card, error)) {
             bus->disconnect(watch.info().node, mConnection);
         }
