@@ -138,6 +138,11 @@ TEST(ScriptingService, mistakesAreAnsweredWithAnError) {
     EXPECT_TRUE(
         call(kPath, kApplication, u"Activate"_s, {u"s"_s, u"x"_s}).contains("takes a list"));
     EXPECT_TRUE(propertyOf(kPALPath, u"nonsense"_s).contains("no property nonsense"));
+    const QString properties = u"org.freedesktop.DBus.Properties"_s;
+    EXPECT_TRUE(call(kPALPath, properties, u"GetAll"_s, {u"s"_s, kApplication})
+                    .contains("no interface com.marvanemedia.TakeboxDV.Application"));
+    EXPECT_TRUE(call(kPALPath, properties, u"Get"_s, {u"s"_s, kDevice})
+                    .contains("Get is not called like this"));
     EXPECT_FALSE(call(kPALPath, kApplication, u"StartRecording"_s).isEmpty());
     EXPECT_FALSE(recorder.deck(0).device()->isRecording());
 }

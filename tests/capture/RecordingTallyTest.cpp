@@ -82,5 +82,41 @@ TEST(RecordingTallyTest, AReportNamesLossesByTheirTimeCode) {
     EXPECT_TRUE(report.isFinal());
 }
 
+TEST(RecordingTallyTest, AReportHasAPhraseForEachKindOfLoss) {
+    const auto tally = std::make_shared<RecordingTally>(true, true);
+    tally->frameRecorded(at(1), true, false);
+    tally->frameRecorded(at(2), false, false);
+    tally->problemMessage(at(3));
+    tally->frameOfWrongSize(at(3));
+    for (std::size_t i = 4; i < RecordingTally::kMaximumLosses + 2; ++i) {
+        tally->frameRecorded(at(4), true, true);
+        tally->frameRecorded(at(5), false, true);
+    }
+    RecordingReport report;
+    report.tally = tally;
+    const QStringList lines = report.lossesByTimeCode();
+    ASSERT_EQ(lines.size(), RecordingTally::kMaximumLosses + 1);
+    EXPECT_EQ(lines[0],
+              QStringLiteral("01:02:03:01 frames missing in the self-contained movie: 1"));
+    EXPECT_EQ(lines[1], QStringLiteral("01:02:03:02 frames missing in all files: 1"));
+    EXPECT_TRUE(lines[2].endsWith(QStringLiteral("messages of frames that did not arrive: 1")));
+    EXPECT_TRUE(lines[3].endsWith(QStringLiteral("frames of a wrong size: 1")));
+    EXPECT_EQ(lines.back(), QStringLiteral("and 2 more"));
+}
+
+TEST(RecordingTallyTest, AReportSumsUpWhatWasLost) {
+    RecordingReport report;
+    EXPECT_EQ(report.losses(), QStringList{QStringLiteral("everything, no frame was received")});
+    report.frames = 1;
+    EXPECT_TRUE(report.losses().isEmpty());
+    report.problems = 2;
+    report.inconsistentFrames = 3;
+    report.wantedRawFiles = true;
+    const QString noFile = QStringLiteral("a raw file could not be made");
+    EXPECT_EQ(report.losses(),
+              (QStringList{QStringLiteral("frames on the way from the device, 2 times"),
+                           QStringLiteral("3 frames of a wrong size"), noFile, noFile}));
+}
+
 }  // namespace
 }  // namespace takebox

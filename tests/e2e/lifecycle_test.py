@@ -5,7 +5,7 @@ import socket
 import subprocess
 import unittest
 
-from takebox import (PREFERENCES, TakeboxTest, deck, deck_key, deck_settings, read_file,
+from takebox import (PREFERENCES, SessionBus, TakeboxTest, deck, deck_key, deck_settings, read_file,
                      read_preferences, wait_until, write_preferences)
 
 OLD_PREFERENCES = "Library/Preferences/com.Oxa.TakeboxDV.plist"
@@ -104,6 +104,20 @@ class Lifecycle(TakeboxTest):
             program.ask("RECORD 1")
             program.wait_for_log(r"half is 0\.5, 5\.0")
             self.end_well(program)
+
+    def test_a_check_of_the_machine_tells_what_to_do(self):
+        bus = SessionBus()
+        self.addCleanup(bus.close)
+        good = self.run_program("--diagnose", "--to", self.folder, headless=False,
+                                environment=bus.environment)
+        self.assertIn(good.wait(), (0, 1))
+        self.assertRegex(good.output(), r"Disk at .*: writes \d+ MB a second, enough for \d+ decks")
+        self.assertIn("Session bus: connected", good.output())
+        bad = self.run_program("--diagnose", "--to", os.path.join(self.folder, "missing"),
+                               headless=False)
+        self.assertEqual(bad.wait(), 1)
+        self.assertRegex(bad.output(), r"Disk at .*: cannot be written: .*\n +Choose a folder")
+        self.assertIn("Session bus: none", bad.output())
 
     def test_damaged_preferences_are_kept_aside(self):
         path = os.path.join(self.home, PREFERENCES)

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <QElapsedTimer>
 #include <QFile>
 #include <QTemporaryDir>
 #include <array>
@@ -157,21 +156,13 @@ TEST(ReferenceMovie, isValidWithoutAnySamples) {
     EXPECT_TRUE(reference.movie->losses().areNone());
 }
 
-TEST(ReferenceMovie, ofADayIsSmallAndSoonDone) {
+TEST(ReferenceMovie, ofADayIsSmall) {
     for (const bool isPAL : {false, true}) {
         const Reference reference(isPAL, 24 * 3600.0);
-        QElapsedTimer timer;
-        timer.start();
         reference.build();
         reference.finish();
-        const auto milliseconds = timer.elapsed();
         const qint64 size = QFile(reference.movie->movieFilePath()).size();
-        std::printf("%s, 24 hours: %lld bytes in %lld ms\n", isPAL ? "PAL" : "NTSC",
-                    static_cast<long long>(size), static_cast<long long>(milliseconds));
         EXPECT_LT(size, 12 * 1000 * 1000);
-#ifndef TAKEBOX_SANITIZED
-        EXPECT_LT(milliseconds, 1000);
-#endif
         const AtomTree tree =
             readAtoms(bytesOf(reference.path()), static_cast<std::uint64_t>(size));
         EXPECT_EQ(tree.error, "");

@@ -14,6 +14,7 @@
 #include <functional>
 
 #include "app/CTapedeckApplication.h"
+#include "app/desktop/TrayMenu.h"
 #include "platform/defaults/Defaults.h"
 #include "recording/CDVDeviceWindowController.h"
 #include "scheduling/SchedulingEvents.h"
@@ -81,6 +82,16 @@ struct DesktopInterfaceTest : ::testing::Test {
         });
         return QCoreApplication::exec();
     }
+    /// A menu of the menu bar, filled as when it opens; null when there is none.
+    static QMenu* openMenu(const QMainWindow& window, const QString& title) {
+        for (const QAction* action : window.menuBar()->actions()) {
+            if (action->text() == title) {
+                Q_EMIT action->menu()->aboutToShow();
+                return action->menu();
+            }
+        }
+        return nullptr;
+    }
     static QMessageBox* alert() {
         const auto alerts = visibleWindows("QMessageBox");
         return alerts.empty() ? nullptr : qobject_cast<QMessageBox*>(alerts.front());
@@ -116,12 +127,8 @@ TEST_F(DesktopInterfaceTest, hangsTheTrayMenuIntoTheMenuBarWhereThereIsNoTray) {
     const auto* const window =
         qobject_cast<QMainWindow*>(visibleWindows("takebox::TapedeckWindow").front());
     ASSERT_NE(window, nullptr);
-    QMenu* menu = nullptr;
-    for (const QAction* action : window->menuBar()->actions()) {
-        menu = action->text() == QStringLiteral("&All Decks") ? action->menu() : menu;
-    }
+    const QMenu* const menu = openMenu(*window, QStringLiteral("&All Decks"));
     ASSERT_NE(menu, nullptr);
-    Q_EMIT menu->aboutToShow();
     QStringList entries;
     for (const QAction* action : menu->actions()) {
         entries << action->text();
@@ -132,6 +139,54 @@ TEST_F(DesktopInterfaceTest, hangsTheTrayMenuIntoTheMenuBarWhereThereIsNoTray) {
     }
     EXPECT_EQ(entries, expected);
     EXPECT_GE(entries.size(), 6);
+}
+
+TEST_F(DesktopInterfaceTest, startsAndStopsADeckFromTheTrayMenu) {
+    launch({QStringLiteral("pal,name=A"), QStringLiteral("ntsc,name=B")});
+    const auto deck = CTapedeckApplication::controllerAtIndex(1);
+    deck->setRawRecordingFolderPath(folder.path());
+    deck->setReferenceMovieFolderPath(folder.path());
+    TrayMenu tray(*application);
+    const auto choose = [&tray](qsizetype entry) {
+        tray.fill(tray.menu());
+        tray.menu().actions().at(entry)->trigger();
+    };
+    EXPECT_EQ(tray.menu().actions().at(4)->text(), QStringLiteral("B"));
+    EXPECT_FALSE(tray.menu().actions().at(4)->isEnabled());
+    choose(5);
+    EXPECT_TRUE(deck->device()->isRecording());
+    EXPECT_FALSE(CTapedeckApplication::controllerAtIndex(0)->device()->isRecording());
+    choose(6);
+    EXPECT_FALSE(deck->device()->isRecording());
+}
+
+TEST_F(DesktopInterfaceTest, bringsADeckToTheFrontFromTheWindowMenu) {
+    launch({QStringLiteral("pal,name=A"), QStringLiteral("ntsc,name=B")});
+    const auto windows = visibleWindows("takebox::TapedeckWindow");
+    auto* const other = windows[0]->windowTitle() == QStringLiteral("A") ? windows[1] : windows[0];
+    auto* const window = windows[0] == other ? windows[1] : windows[0];
+    const QMenu* const menu =
+        openMenu(*qobject_cast<QMainWindow*>(window), QStringLiteral("&Window"));
+    ASSERT_NE(menu, nullptr);
+    ASSERT_EQ(menu->actions().size(), 2);
+    other->close();
+    EXPECT_EQ(menu->actions().at(1)->text(), QStringLiteral("B"));
+    menu->actions().at(1)->trigger();
+    EXPECT_TRUE(other->isVisible());
+}
+
+TEST_F(DesktopInterfaceTest, hasNoDeckInTheWindowMenuWithoutOne) {
+    launch({});
+    EXPECT_TRUE(
+        test::waitUntil([] { return visibleWindows("takebox::NoDeviceWindow").size() == 1; }));
+    auto* const window =
+        qobject_cast<QMainWindow*>(visibleWindows("takebox::NoDeviceWindow").front());
+    ASSERT_NE(window, nullptr);
+    const QMenu* const menu = openMenu(*window, QStringLiteral("&Window"));
+    ASSERT_NE(menu, nullptr);
+    ASSERT_EQ(menu->actions().size(), 1);
+    EXPECT_EQ(menu->actions().front()->text(), QStringLiteral("No Deck"));
+    EXPECT_FALSE(menu->actions().front()->isEnabled());
 }
 
 TEST_F(DesktopInterfaceTest, asksBeforeQuittingEndsARecording) {
