@@ -160,22 +160,6 @@ void MediaPiece::dropLast() {
     }
 }
 
-std::uint64_t MediaDataScan::bytes() const {
-    std::uint64_t sum = 0;
-    for (const auto& piece : pieces) {
-        sum += piece.bytes();
-    }
-    return sum;
-}
-
-std::uint64_t MediaDataScan::samples(FourCharCode type) const {
-    std::uint64_t sum = 0;
-    for (const auto& piece : pieces) {
-        sum += piece.type == type ? piece.samples() : 0;
-    }
-    return sum;
-}
-
 bool isDVFrame(const ByteSource& file, std::uint64_t offset, std::uint32_t size) {
     return size != 0 && everySequence(file, offset, size, beginsSequence);
 }

@@ -26,9 +26,6 @@ struct MediaPiece {
 /// What the media data of a self-contained movie holds, by the records in it (docs/files.md).
 struct MediaDataScan {
     std::vector<MediaPiece> pieces;  ///< in the order of the file, each with at least one sample
-
-    [[nodiscard]] std::uint64_t bytes() const;
-    [[nodiscard]] std::uint64_t samples(movietoolbox::FourCharCode type) const;
 };
 
 /// Follows the records from `begin` on, up to `end` or to where no record stands. Samples that do
