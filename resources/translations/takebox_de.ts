@@ -350,10 +350,6 @@
         <translation>alles von %1, jemand hat die Datei entfernt</translation>
     </message>
     <message>
-        <source>messages of frames that did not arrive: %1</source>
-        <translation>Meldungen über nicht angekommene Bilder: %1</translation>
-    </message>
-    <message>
         <source>frames of a wrong size: %1</source>
         <translation>Bilder falscher Größe: %1</translation>
     </message>
@@ -440,6 +436,18 @@
     <message>
         <source>%1 fits its raw files now: %2 frames. The original is kept as %3</source>
         <translation>%1 passt jetzt zu seinen Rohdateien: %2 Bilder. Das Original heißt jetzt %3</translation>
+    </message>
+    <message>
+        <source>frames that did not arrive: %1</source>
+        <translation>nicht angekommene Bilder: %1</translation>
+    </message>
+    <message>
+        <source>problems on the way from the deck: %1</source>
+        <translation>Störungen auf dem Weg vom Deck: %1</translation>
+    </message>
+    <message>
+        <source>%1 frames on the way from the device</source>
+        <translation>%1 Bilder auf dem Weg vom Gerät</translation>
     </message>
 </context>
 <context>

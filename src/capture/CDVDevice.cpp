@@ -9,6 +9,7 @@
 #include <array>
 #include <cerrno>
 #include <cinttypes>
+#include <cmath>
 #include <cstring>
 #include <thread>
 
@@ -175,7 +176,7 @@ void CDVDevice::frameReceived(std::uint32_t message, const std::uint8_t* data,
     if (message != avc::kFrameReceived) {
         if (message == avc::kFrameIncomplete || message == avc::kFramesMissing) {
             mNews.overruns.fetch_add(1, std::memory_order_relaxed);
-            countProblem();
+            countProblem(message == avc::kFramesMissing ? length : 1);
             wakeMainThread();
         }
         return;
@@ -211,8 +212,35 @@ void CDVDevice::whileRecording(Act act) {
     mIsInFrame.store(false, std::memory_order_release);
 }
 
-void CDVDevice::countProblem() {
-    whileRecording([this] { mTally->problemMessage(currentTimeCode().counter()); });
+void CDVDevice::countProblem(std::uint32_t frames) {
+    whileRecording([this, frames] {
+        mTally->problemMessage(isPaused() ? 0 : frames, currentTimeCode().counter());
+    });
+}
+
+void CDVDevice::receiverMessage(std::uint32_t message, std::uint32_t parameter1,
+                                std::uint32_t parameter2) {
+    // A gap in time is one in the recording when that was running before the gap and is after it.
+    const auto framesOfGap = [this, parameter1]() -> std::uint32_t {
+        const double frames = std::round(parameter1 * framesPerSecond() / 1000.0);
+        return isPaused() || !mTally->isRunning() ? 0 : static_cast<std::uint32_t>(frames);
+    };
+    if (message == avc::kReceiverOverrun) {
+        incrementDCLOverrunCount();
+        countProblem(parameter2);
+    } else if (message == avc::kStreamInterrupted) {
+        incrementDCLOverrunCount();
+        whileRecording([&] {
+            mTally->problemMessage(parameter2 == avc::kReconnected ? framesOfGap() : 0,
+                                   currentTimeCode().counter());
+        });
+    } else if (message == avc::kStreamResumed) {
+        whileRecording([&] {
+            if (const std::uint32_t frames = framesOfGap(); frames != 0) {
+                mTally->framesNotReceived(frames, currentTimeCode().counter());
+            }
+        });
+    }
 }
 
 void CDVDevice::recordFrame(const std::uint8_t* data, std::uint32_t length,
@@ -266,13 +294,9 @@ void CDVDevice::deliverNews() {
     }
 }
 
-void CDVDevice::DVReceiverMessageReceivedProc(std::uint32_t message, std::uint32_t /*parameter1*/,
-                                              std::uint32_t /*parameter2*/, void* refCon) {
-    if (message == avc::kReceiverOverrun || message == avc::kStreamInterrupted) {
-        auto* receiver = static_cast<CDVDevice*>(refCon);
-        receiver->incrementDCLOverrunCount();
-        receiver->countProblem();
-    }
+void CDVDevice::DVReceiverMessageReceivedProc(std::uint32_t message, std::uint32_t parameter1,
+                                              std::uint32_t parameter2, void* refCon) {
+    static_cast<CDVDevice*>(refCon)->receiverMessage(message, parameter1, parameter2);
 }
 
 std::int32_t CDVDevice::MyAVCDeviceMessageNotification(avc::AVCDevice* /*device*/,
@@ -430,6 +454,9 @@ std::int16_t CDVDevice::stopRecording(bool stopTape) {
 
 void CDVDevice::pauseRecording(bool pause) {
     mIsPaused.store(isRecording() && pause, std::memory_order_relaxed);
+    if (isPaused()) {
+        mTally->hold();
+    }
 }
 
 double CDVDevice::recordedTime() const {

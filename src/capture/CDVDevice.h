@@ -161,7 +161,8 @@ private:
                      std::uint32_t audioBytes);
     template <class Act>
     void whileRecording(Act act);
-    void countProblem();
+    void receiverMessage(std::uint32_t message, std::uint32_t parameter1, std::uint32_t parameter2);
+    void countProblem(std::uint32_t frames);
     void wakeMainThread();
     void deliverNews();
     void openRawFiles();

@@ -49,7 +49,9 @@ void addMovieLosses(const QuickTimeMovie& movie, QStringList& losses) {
 QString phraseOf(LossKind kind) {
     switch (kind) {
         case LossKind::kNotReceived:
-            return QObject::tr("messages of frames that did not arrive: %1");
+            return QObject::tr("frames that did not arrive: %1");
+        case LossKind::kUnknown:
+            return QObject::tr("problems on the way from the deck: %1");
         case LossKind::kWrongSize:
             return QObject::tr("frames of a wrong size: %1");
         case LossKind::kRawFiles:
@@ -84,7 +86,15 @@ bool RecordingReport::isFinal() const {
            (!audioFile || !audioFile->isOpen()) && (!movie || movie->hasFinished());
 }
 
+std::uint64_t RecordingReport::recordedFrames() const {
+    return frames - std::min(frames, framesNotWritten());
+}
+
 std::uint64_t RecordingReport::lostFrames() const {
+    return (tally ? tally->notReceivedFrames() : 0) + inconsistentFrames + framesNotWritten();
+}
+
+std::uint64_t RecordingReport::framesNotWritten() const {
     if (!tally) {
         return 0;
     }
@@ -119,7 +129,9 @@ QStringList RecordingReport::losses() const {
     if (frames == 0) {
         losses << QObject::tr("everything, no frame was received");
     }
-    if (problems != 0) {
+    if (const auto missing = tally ? tally->notReceivedFrames() : 0; missing != 0) {
+        losses << QObject::tr("%1 frames on the way from the device").arg(missing);
+    } else if (problems != 0) {
         losses << QObject::tr("frames on the way from the device, %1 times").arg(problems);
     }
     if (inconsistentFrames != 0) {

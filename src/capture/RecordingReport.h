@@ -18,7 +18,7 @@ struct RecordingReport {
     std::shared_ptr<const BufferedFile> audioFile;  ///< null when none was made
     std::shared_ptr<const QuickTimeMovie> movie;    ///< self-contained; null when none was made
     std::shared_ptr<const RecordingTally> tally;    ///< goes on counting; null before a recording
-    std::uint64_t frames = 0;                       ///< handed to the writers
+    std::uint64_t frames = 0;                       ///< whole ones, handed to the writers
     std::uint64_t problems = 0;  ///< times that the receiver told of missing or broken frames
     std::uint64_t inconsistentFrames = 0;  ///< frames of a wrong size, not kept
     TimeCodeRecord firstTimeCode;
@@ -29,7 +29,12 @@ struct RecordingReport {
     /// The recording has ended and its writers have finished: nothing changes any more.
     [[nodiscard]] bool isFinal() const;
 
-    /// Frames that came from the device and that at least one file of the recording lacks.
+    /// Frames that came from the device, whole or of a wrong size.
+    [[nodiscard]] std::uint64_t receivedFrames() const { return frames + inconsistentFrames; }
+    /// Frames that every file of the recording has.
+    [[nodiscard]] std::uint64_t recordedFrames() const;
+    /// Frames that at least one file of the recording lacks, each counted once: those that did not
+    /// arrive as whole ones, and those that a file did not take.
     [[nodiscard]] std::uint64_t lostFrames() const;
     /// A line for each loss with its time code, as
     /// "00:01:02:03 frames missing in the raw files: 5".
@@ -37,6 +42,9 @@ struct RecordingReport {
     /// A phrase for each thing that is not as it should be; empty when nothing was lost. Final once
     /// the writers have finished.
     [[nodiscard]] QStringList losses() const;
+
+private:
+    [[nodiscard]] std::uint64_t framesNotWritten() const;
 };
 
 }  // namespace takebox

@@ -7,6 +7,7 @@ void RecordingTally::frameRecorded(std::int32_t timeCode, bool isInRawFiles, boo
         mFirstTimeCode.store(timeCode, std::memory_order_relaxed);
     }
     mLastTimeCode.store(timeCode, std::memory_order_relaxed);
+    mIsRunning.store(true, std::memory_order_relaxed);
     const bool isMissingInRawFiles = mWantsRawFiles && !isInRawFiles;
     const bool isMissingInMovie = mWantsMovie && !isInMovie;
     if (!isMissingInRawFiles && !isMissingInMovie) {
@@ -26,19 +27,28 @@ void RecordingTally::frameOfWrongSize(std::int32_t timeCode) {
     addLoss(LossKind::kWrongSize, timeCode);
 }
 
-void RecordingTally::problemMessage(std::int32_t timeCode) {
+void RecordingTally::problemMessage(std::uint32_t frames, std::int32_t timeCode) {
     mProblemMessages.fetch_add(1, std::memory_order_relaxed);
-    addLoss(LossKind::kNotReceived, timeCode);
+    if (frames == 0) {
+        addLoss(LossKind::kUnknown, timeCode);
+    } else {
+        framesNotReceived(frames, timeCode);
+    }
 }
 
-void RecordingTally::addLoss(LossKind kind, std::int32_t timeCode) {
+void RecordingTally::framesNotReceived(std::uint32_t frames, std::int32_t timeCode) {
+    mNotReceivedFrames.fetch_add(frames, std::memory_order_relaxed);
+    addLoss(LossKind::kNotReceived, timeCode, frames);
+}
+
+void RecordingTally::addLoss(LossKind kind, std::int32_t timeCode, std::uint32_t frames) {
     const std::uint64_t frame = mReceivedFrames.load(std::memory_order_relaxed);
     const std::size_t count = mLossCount.load(std::memory_order_relaxed);
     const bool isInARow = count != 0 && frame - mFrameOfLastLoss <= 1 &&
                           mLosses[count - 1].kind.load(std::memory_order_relaxed) == kind;
     mFrameOfLastLoss = frame;
     if (isInARow) {
-        mLosses[count - 1].frames.fetch_add(1, std::memory_order_relaxed);
+        mLosses[count - 1].frames.fetch_add(frames, std::memory_order_relaxed);
         return;
     }
     if (count == kMaximumLosses) {
@@ -47,7 +57,7 @@ void RecordingTally::addLoss(LossKind kind, std::int32_t timeCode) {
     }
     mLosses[count].kind.store(kind, std::memory_order_relaxed);
     mLosses[count].timeCode.store(timeCode, std::memory_order_relaxed);
-    mLosses[count].frames.store(1, std::memory_order_relaxed);
+    mLosses[count].frames.store(frames, std::memory_order_relaxed);
     mLossCount.store(count + 1, std::memory_order_release);
 }
 

@@ -12,7 +12,8 @@ namespace takebox {
 
 /// Why a recording lacks frames.
 enum class LossKind : std::uint8_t {
-    kNotReceived,  ///< the device or the bus told of frames that did not arrive
+    kNotReceived,  ///< did not arrive, or not all of them
+    kUnknown,      ///< the device or the bus told of a problem that cost nobody knows how much
     kWrongSize,    ///< arrived, but not as a whole frame
     kRawFiles,     ///< the disk of the raw files was too slow, or they could not be made
     kMovie,        ///< the disk of the self-contained movie was too slow
@@ -22,8 +23,9 @@ enum class LossKind : std::uint8_t {
 /// Losses of one kind in a row.
 struct Loss {
     LossKind kind = LossKind::kNotReceived;
-    TimeCodeRecord timeCode;   ///< of the first; of the last good frame for the first two kinds
-    std::uint32_t frames = 0;  ///< for kNotReceived: messages, for nobody knows how many frames
+    TimeCodeRecord timeCode;  ///< of the first frame; of the last good one before it when it is not
+                              ///< known: for the first three kinds
+    std::uint32_t frames = 0;  ///< for kUnknown: messages
 };
 
 /// Counts what one recording receives, records and loses, as it happens.
@@ -44,9 +46,17 @@ public:
     /// A frame was offered to the files. What is not wanted counts as kept.
     void frameRecorded(std::int32_t timeCode, bool isInRawFiles, bool isInMovie);
     void frameOfWrongSize(std::int32_t timeCode);
-    void problemMessage(std::int32_t timeCode);
+    /// The receiver told of a problem that cost so many frames; 0 when nobody knows how many.
+    void problemMessage(std::uint32_t frames, std::int32_t timeCode);
+    /// Frames did not come in a gap that has been told as a problem.
+    void framesNotReceived(std::uint32_t frames, std::int32_t timeCode);
+    /// Whether frames have been recorded since the start or the last hold(): then a gap in time is
+    /// one in the recording.
+    [[nodiscard]] bool isRunning() const { return mIsRunning; }
 
-    /// Main thread: nothing is counted any more.
+    // Main thread
+    void hold() { mIsRunning = false; }
+    /// Nothing is counted any more.
     void end() { mHasEnded.store(true, std::memory_order_release); }
 
     [[nodiscard]] bool wantsRawFiles() const { return mWantsRawFiles; }
@@ -57,6 +67,8 @@ public:
     [[nodiscard]] std::uint64_t wrongSizeFrames() const { return mWrongSizeFrames; }
     /// Times that the receiver told of missing or broken frames.
     [[nodiscard]] std::uint64_t problemMessages() const { return mProblemMessages; }
+    /// Frames that did not arrive, or not all of them. What nobody knows of is not in it.
+    [[nodiscard]] std::uint64_t notReceivedFrames() const { return mNotReceivedFrames; }
     /// Frames that came and that no longer fitted into what waits for a disk.
     [[nodiscard]] std::uint64_t droppedFrames() const { return mDroppedFrames; }
     [[nodiscard]] std::uint64_t droppedOfMovie() const { return mDroppedOfMovie; }
@@ -78,7 +90,7 @@ private:
         std::atomic<std::uint32_t> frames{0};
     };
 
-    void addLoss(LossKind kind, std::int32_t timeCode);
+    void addLoss(LossKind kind, std::int32_t timeCode, std::uint32_t frames = 1);
 
     const bool mWantsRawFiles;
     const bool mWantsMovie;
@@ -90,11 +102,13 @@ private:
     std::atomic<std::uint64_t> mReceivedFrames{0};
     std::atomic<std::uint64_t> mWrongSizeFrames{0};
     std::atomic<std::uint64_t> mProblemMessages{0};
+    std::atomic<std::uint64_t> mNotReceivedFrames{0};
     std::atomic<std::uint64_t> mDroppedFrames{0};
     std::atomic<std::uint64_t> mDroppedOfMovie{0};
     std::atomic<std::uint64_t> mFurtherLosses{0};
     std::atomic<std::int32_t> mFirstTimeCode{0};
     std::atomic<std::int32_t> mLastTimeCode{0};
+    std::atomic<bool> mIsRunning{false};
     std::atomic<bool> mHasEnded{false};
 
     std::array<Entry, kMaximumLosses> mLosses;

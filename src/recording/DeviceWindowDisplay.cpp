@@ -132,15 +132,11 @@ void CDVDeviceWindowController::updateLosses() {
 }
 
 qint64 CDVDeviceWindowController::receivedFrames() const {
-    const RecordingReport report = _device ? _device->recordingReport() : RecordingReport();
-    const std::uint64_t received = report.frames + report.inconsistentFrames;
-    return static_cast<qint64>(received);
+    return _device ? static_cast<qint64>(_device->recordingReport().receivedFrames()) : 0;
 }
 
 qint64 CDVDeviceWindowController::lostFrames() const {
-    const RecordingReport report = _device ? _device->recordingReport() : RecordingReport();
-    const std::uint64_t lost = report.lostFrames() + report.inconsistentFrames;
-    return static_cast<qint64>(lost);
+    return _device ? static_cast<qint64>(_device->recordingReport().lostFrames()) : 0;
 }
 
 qint64 CDVDeviceWindowController::problemMessages() const {

@@ -45,15 +45,13 @@ void RecordingJournal::endFinishedRecordings() {
 void RecordingJournal::writeToLog(Entry& entry) {
     entry.report.update();
     const QByteArray device = entry.deviceName.toUtf8();
-    const std::uint64_t received = entry.report.frames + entry.report.inconsistentFrames;
-    const std::uint64_t lost = entry.report.lostFrames() + entry.report.inconsistentFrames;
     logMessage(
         "%s: recording \"%s\" ended, %llu frames received, %llu recorded, %llu lost, %llu problem "
         "messages",
         device.constData(), entry.name.toUtf8().constData(),
-        static_cast<unsigned long long>(received),
-        static_cast<unsigned long long>(received - std::min(received, lost)),
-        static_cast<unsigned long long>(lost),
+        static_cast<unsigned long long>(entry.report.receivedFrames()),
+        static_cast<unsigned long long>(entry.report.recordedFrames()),
+        static_cast<unsigned long long>(entry.report.lostFrames()),
         static_cast<unsigned long long>(entry.report.problems));
     for (const QString& line : entry.report.lossesByTimeCode()) {
         logMessage("%s: lost at %s", device.constData(), line.toUtf8().constData());

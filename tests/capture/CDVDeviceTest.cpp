@@ -8,6 +8,7 @@ namespace takebox {
 namespace {
 
 using namespace test;
+using namespace Qt::StringLiterals;
 using TapeCommands = std::vector<std::pair<int, int>>;
 
 class CDVDeviceTest : public CaptureBench {};
@@ -206,6 +207,53 @@ TEST_F(CDVDeviceTest, countsProblemsOfTheReceiver) {
     EXPECT_EQ(device->recordingReport().problems, 4U);
     startRaw();
     EXPECT_EQ(device->overrunCount(), 0U);
+}
+
+TEST_F(CDVDeviceTest, countsEachFrameThatDidNotArriveOnce) {
+    makeDevice(kPALMode);
+    startRaw();
+    send(1);
+    deck->sendFrameMessage(avc::kFrameIncomplete);
+    deck->sendFrameMessage(avc::kFramesMissing, 7);
+    EXPECT_EQ(device->recordingReport().lostFrames(), 8U);
+    deck->sendReceiverMessage(avc::kReceiverOverrun, 3200, 0);  // of frames that have been told
+    EXPECT_EQ(device->recordingReport().lostFrames(), 8U);
+    deck->sendReceiverMessage(avc::kReceiverOverrun, 900, 3);
+    EXPECT_EQ(device->recordingReport().lostFrames(), 11U);
+    deck->sendReceiverMessage(avc::kStreamInterrupted, 400, avc::kReconnected);
+    EXPECT_EQ(device->recordingReport().lostFrames(), 21U);
+    deck->sendReceiverMessage(avc::kStreamInterrupted, 210, avc::kNoData);
+    EXPECT_EQ(device->recordingReport().lostFrames(), 21U) << "nobody knows yet";
+    deck->sendReceiverMessage(avc::kStreamResumed, 2000, 0);
+    const RecordingReport report = device->recordingReport();
+    EXPECT_EQ(report.lostFrames(), 71U);
+    EXPECT_EQ(report.recordedFrames(), 1U);
+    EXPECT_EQ(report.problems, 6U) << "messages as they came, but for the end of the gap";
+    const QString at = u"00:00:00:00 "_s;
+    EXPECT_EQ(report.lossesByTimeCode(),
+              (QStringList{at + u"frames that did not arrive: 8"_s,
+                           at + u"problems on the way from the deck: 1"_s,
+                           at + u"frames that did not arrive: 13"_s,
+                           at + u"problems on the way from the deck: 1"_s,
+                           at + u"frames that did not arrive: 50"_s}));
+}
+
+TEST_F(CDVDeviceTest, aGapInTheStreamCountsOnlyWhereTheRecordingRuns) {
+    makeDevice(kPALMode);
+    send(2);
+    startRaw();
+    deck->sendReceiverMessage(avc::kStreamResumed, 60000, 0);  // a deck that was stopped until now
+    deck->sendReceiverMessage(avc::kStreamInterrupted, 60000, avc::kReconnected);
+    EXPECT_EQ(device->recordingReport().lostFrames(), 0U);
+    send(2);
+    device->pauseRecording(true);
+    deck->sendFrameMessage(avc::kFramesMissing, 7);
+    device->pauseRecording(false);
+    deck->sendReceiverMessage(avc::kStreamResumed, 60000, 0);
+    EXPECT_EQ(device->recordingReport().lostFrames(), 0U);
+    send(1);
+    deck->sendReceiverMessage(avc::kStreamResumed, 1000, 0);
+    EXPECT_EQ(device->recordingReport().lostFrames(), 25U);
 }
 
 TEST_F(CDVDeviceTest, stopsWithoutTheTapeWhenTheDeviceAsksToBeClosed) {

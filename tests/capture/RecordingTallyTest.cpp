@@ -65,18 +65,23 @@ TEST(RecordingTallyTest, TheListIsBoundedAndTheRestIsCounted) {
 TEST(RecordingTallyTest, AReportNamesLossesByTheirTimeCode) {
     const auto tally = std::make_shared<RecordingTally>(true, true);
     tally->frameRecorded(at(4), false, true);
-    tally->problemMessage(at(4));
+    tally->problemMessage(2, at(4));
+    tally->problemMessage(0, at(4));
     tally->frameOfWrongSize(at(5));
     RecordingReport report;
     report.tally = tally;
     report.update();
     EXPECT_EQ(report.frames, 1U);
-    EXPECT_EQ(report.problems, 1U);
+    EXPECT_EQ(report.problems, 2U);
     EXPECT_EQ(report.inconsistentFrames, 1U);
-    EXPECT_EQ(report.lostFrames(), 1U);
+    EXPECT_EQ(report.lostFrames(), 4U);
+    EXPECT_EQ(report.receivedFrames(), 2U);
+    EXPECT_EQ(report.recordedFrames(), 0U);
     const QStringList lines = report.lossesByTimeCode();
-    ASSERT_EQ(lines.size(), 3);
+    ASSERT_EQ(lines.size(), 4);
     EXPECT_EQ(lines[0], QStringLiteral("01:02:03:04 frames missing in the raw files: 1"));
+    EXPECT_EQ(lines[1], QStringLiteral("01:02:03:04 frames that did not arrive: 2"));
+    EXPECT_EQ(lines[2], QStringLiteral("01:02:03:04 problems on the way from the deck: 1"));
     EXPECT_FALSE(report.isFinal());
     tally->end();
     EXPECT_TRUE(report.isFinal());
@@ -86,7 +91,7 @@ TEST(RecordingTallyTest, AReportHasAPhraseForEachKindOfLoss) {
     const auto tally = std::make_shared<RecordingTally>(true, true);
     tally->frameRecorded(at(1), true, false);
     tally->frameRecorded(at(2), false, false);
-    tally->problemMessage(at(3));
+    tally->problemMessage(0, at(3));
     tally->frameOfWrongSize(at(3));
     for (std::size_t i = 4; i < RecordingTally::kMaximumLosses + 2; ++i) {
         tally->frameRecorded(at(4), true, true);
@@ -99,7 +104,7 @@ TEST(RecordingTallyTest, AReportHasAPhraseForEachKindOfLoss) {
     EXPECT_EQ(lines[0],
               QStringLiteral("01:02:03:01 frames missing in the self-contained movie: 1"));
     EXPECT_EQ(lines[1], QStringLiteral("01:02:03:02 frames missing in all files: 1"));
-    EXPECT_TRUE(lines[2].endsWith(QStringLiteral("messages of frames that did not arrive: 1")));
+    EXPECT_TRUE(lines[2].endsWith(QStringLiteral("problems on the way from the deck: 1")));
     EXPECT_TRUE(lines[3].endsWith(QStringLiteral("frames of a wrong size: 1")));
     EXPECT_EQ(lines.back(), QStringLiteral("and 2 more"));
 }

@@ -173,6 +173,9 @@ class FireWire(RecordingTest):
         sent = [number % 40 for number in range(first, first + len(numbers) + 2)
                 if number not in (30, 33)]
         self.assertEqual(numbers, sent[: len(numbers)])
+        _, lost, problems = map(int, program.wait_for_log(
+            r"(\d+) recorded, (\d+) lost, (\d+) problem messages").groups())
+        self.assertEqual((lost, problems), (2, 2), "two frames were hit, by three packets")
 
     def test_record_rolls_the_tape(self):
         bench, program, pal, _ = self.start_with_decks(

@@ -41,12 +41,12 @@ class Losses(TakeboxTest):
     def test_frames_that_do_not_arrive_are_told_with_their_time_code(self):
         log, numbers = self.record(80, "fault=short@40:5000", "fault=missing@50",
                                    "fault=missing@51", "fault=incomplete@60")
-        self.assertEqual(numbers[2:], [1, 3])
+        self.assertEqual(numbers[2:], [4, 3])
         self.assertEqual(numbers[0] - numbers[1], 1)
         self.assertEqual(re.findall(r"Deck: lost at (\S+) (.*)", log), [
             ("00:00:01:14", "frames of a wrong size: 1"),
-            ("00:00:01:24", "messages of frames that did not arrive: 2"),
-            ("00:00:02:09", "messages of frames that did not arrive: 1")])
+            ("00:00:01:24", "frames that did not arrive: 2"),
+            ("00:00:02:09", "frames that did not arrive: 1")])
 
 
 if __name__ == "__main__":

@@ -35,7 +35,7 @@ class RecordRun(RecordingTest):
     def test_frames_lost_on_the_way_are_a_loss(self):
         program = self.record(1, deck("pal", PAL_DECK, fault="incomplete@12"))
         self.assertEqual(program.status, 1, program.output())
-        self.assertIn("LOST: frames on the way from the device, 1 times", program.output())
+        self.assertIn("LOST: 1 frames on the way from the device", program.output())
 
     def test_a_folder_that_cannot_be_made_is_told(self):
         in_the_way = os.path.join(self.folder, "file")

@@ -83,15 +83,16 @@ void FakeDevice::sendFrame(const std::vector<std::uint8_t>& frame) {
     }
 }
 
-void FakeDevice::sendFrameMessage(std::uint32_t message) {
+void FakeDevice::sendFrameMessage(std::uint32_t message, std::uint32_t length) {
     if (mIsStreaming) {
-        receiver.frameProc(message, nullptr, 0, receiver.frameRefCon);
+        receiver.frameProc(message, nullptr, length, receiver.frameRefCon);
     }
 }
 
-void FakeDevice::sendReceiverMessage(std::uint32_t message) {
+void FakeDevice::sendReceiverMessage(std::uint32_t message, std::uint32_t parameter1,
+                                     std::uint32_t parameter2) {
     if (mIsStreaming) {
-        receiver.messageProc(message, 0, 0, receiver.messageRefCon);
+        receiver.messageProc(message, parameter1, parameter2, receiver.messageRefCon);
     }
 }
 

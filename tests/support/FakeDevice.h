@@ -38,8 +38,9 @@ public:
 
     // What it sends; does nothing while its stream does not run.
     void sendFrame(const std::vector<std::uint8_t>& frame);
-    void sendFrameMessage(std::uint32_t message);
-    void sendReceiverMessage(std::uint32_t message);
+    void sendFrameMessage(std::uint32_t message, std::uint32_t length = 0);
+    void sendReceiverMessage(std::uint32_t message, std::uint32_t parameter1 = 0,
+                             std::uint32_t parameter2 = 0);
     void sendDeviceMessage(std::uint32_t message);
     [[nodiscard]] bool isStreaming() const { return mIsStreaming; }
 

@@ -16,13 +16,18 @@ namespace takebox::avc {
 enum FrameMessage : std::uint32_t {
     kFrameReceived = 0,    ///< a whole frame; data and length are valid
     kFrameIncomplete = 1,  ///< a frame ended with blocks missing; not to be kept
-    kFramesMissing = 2,    ///< one or more whole frames are missing; no data
+    kFramesMissing = 2,    ///< whole frames are missing: no data, the length is their number
 };
 
 /// What a receiver tells outside frames. Parameters are in brackets.
 enum ReceiverMessage : std::uint32_t {
-    kReceiverOverrun = 2,    ///< the host was too slow (cycles lost now, in all)
-    kStreamInterrupted = 4,  ///< no data for a while, or reconnected (milliseconds, reason)
+    /// The host was too slow (cycles lost, frames lost with them that no frame message tells).
+    kReceiverOverrun = 2,
+    /// No data for a while, or reconnected (milliseconds until now, reason). After kNoData nobody
+    /// knows yet how long it will be.
+    kStreamInterrupted = 4,
+    /// Data come again after a kStreamInterrupted with kNoData (milliseconds without data, 0).
+    kStreamResumed = 5,
 };
 
 /// A device asks its user to stop and let go, because it is gone or must be given up.

@@ -27,9 +27,15 @@ struct Event {
 class Recorder final : public DVFrameSink {
 public:
     void frame(std::uint32_t message, const std::uint8_t* data, std::uint32_t length) override {
-        events.push_back({message, DVFrame(data, data + length)});
+        if (data == nullptr) {
+            missing.push_back(length);
+        }
+        events.push_back({message, data != nullptr ? DVFrame(data, data + length) : DVFrame()});
     }
-    void overrun(std::uint32_t cyclesLost) override { overruns.push_back(cyclesLost); }
+    void overrun(std::uint32_t cyclesLost, std::uint32_t framesLost) override {
+        overruns.push_back(cyclesLost);
+        missing.push_back(framesLost);
+    }
 
     [[nodiscard]] std::string messages() const {
         std::string text;
@@ -41,6 +47,7 @@ public:
 
     std::vector<Event> events;
     std::vector<std::uint32_t> overruns;
+    std::vector<std::uint32_t> missing;  ///< frames of each gap that is told
 };
 
 /// Sends frames through an assembler as a device would: 15 data packets, then an empty one. The
@@ -139,6 +146,7 @@ TEST_P(DVFrameAssemblerOfBothStandards, wholeFramesMissingAreToldOnceForTheirGap
         sender.send(frame(i));
     }
     EXPECT_EQ(recorder.messages(), "0200");
+    EXPECT_EQ(recorder.missing, std::vector<std::uint32_t>{2});
     EXPECT_EQ(recorder.events[2].data, frame(3));
     EXPECT_TRUE(recorder.overruns.empty());
 }
@@ -151,6 +159,7 @@ TEST_P(DVFrameAssemblerOfBothStandards, aGapOverThreeFramesTellsBothEndsAndTheMi
         sender.send(frame(i));
     }
     EXPECT_EQ(recorder.messages(), "01210");
+    EXPECT_EQ(recorder.missing, std::vector<std::uint32_t>{1});
     EXPECT_EQ(recorder.events[4].data, frame(4));
 }
 
@@ -231,6 +240,31 @@ TEST_P(DVFrameAssemblerOfBothStandards, silenceOfMoreThanAFrameWithABrokenCounte
     EXPECT_GE(recorder.overruns[0], 600U);
     EXPECT_EQ(recorder.messages(), "00") << "the frames at the gap's ends are not told again";
     EXPECT_EQ(recorder.events[1].data, frame(4));
+}
+
+TEST_P(DVFrameAssemblerOfBothStandards, anOverrunTellsHowManyFramesItCost) {
+    // From within a frame, or from its end, to the start of one or into it.
+    for (const int begun : {0, 10}) {
+        for (const int reached : {0, 100}) {
+            Recorder seen;
+            DVFrameAssembler each(4, seen);
+            Sender from(each);
+            from.send(frame(0));
+            for (int i = 0; i < begun; ++i) {
+                from.sendPacket(frame(1), i);
+            }
+            const int gap = 3 * packets() + reached - begun;
+            from.dbc = static_cast<std::uint8_t>(from.dbc + gap);
+            from.cycle = (from.cycle + static_cast<unsigned>(gap) * 16 / 15) % 8000;
+            for (int i = reached; i < packets(); ++i) {
+                from.sendPacket(frame(4), i);
+            }
+            from.send(frame(5));
+            const std::uint32_t broken = reached != 0 ? 1 : 0;
+            ASSERT_EQ(seen.overruns.size(), 1U);
+            EXPECT_EQ(seen.missing, std::vector<std::uint32_t>{3 + broken}) << begun << reached;
+        }
+    }
 }
 
 TEST_P(DVFrameAssemblerOfBothStandards, silenceAloneIsNoLoss) {

@@ -125,11 +125,12 @@ TEST_F(FirewireLoss, aStreamThatWasNotStoppedGoesOnWhenTheDeviceIsBack) {
     firewire("plug " + kA + " fw=9");
     EXPECT_TRUE(waitUntil([&] { return capture.frameCount() >= before + 20; }));
     EXPECT_EQ(capture.frameMessages().find_first_not_of('0'), std::string::npos);
-    int interruptions = 0;
-    for (const auto& message : capture.messages()) {
-        interruptions += message.message == avc::kStreamInterrupted ? 1 : 0;
-    }
-    EXPECT_EQ(interruptions, 1) << "one gap is told once";
+    const auto messages = capture.messages();
+    ASSERT_FALSE(messages.empty());
+    EXPECT_EQ(messages[0].message, avc::kStreamInterrupted);
+    const bool isKnown = messages[0].parameter2 == avc::kReconnected;  // it was back in no time
+    ASSERT_EQ(messages.size(), isKnown ? 1U : 2U) << "the length of one gap is told once";
+    EXPECT_TRUE(isKnown || messages[1].message == avc::kStreamResumed);
 }
 
 TEST_F(FirewireLoss, aShortAbsenceThatTheSystemDoesNotTellIsSurvived) {
@@ -149,7 +150,8 @@ TEST_F(FirewireLoss, aShortAbsenceThatTheSystemDoesNotTellIsSurvived) {
     EXPECT_TRUE(waitUntil([&] { return capture.frameCount() >= before + 20; }));
     EXPECT_TRUE(device->isAttached());
     EXPECT_EQ(capture.closeRequests(), 0);
-    EXPECT_EQ(capture.messages().size(), 1U);
+    ASSERT_EQ(capture.messages().size(), 2U);
+    EXPECT_EQ(capture.messages()[1].message, avc::kStreamResumed);
 }
 
 TEST_F(FirewireLoss, bandwidthRefusedAfterAResetDoesNotEndTheStream) {
@@ -185,7 +187,8 @@ TEST_F(FirewireLoss, aReceiverThatIsTooSlowIsToldOnce) {
     ASSERT_EQ(capture->messages().size(), 1U);
     EXPECT_EQ(capture->messages()[0].message, avc::kReceiverOverrun);
     EXPECT_GT(capture->messages()[0].parameter1, 1000U);
-    EXPECT_EQ(capture->messages()[0].parameter1, capture->messages()[0].parameter2);
+    EXPECT_GE(capture->messages()[0].parameter2, capture->messages()[0].parameter1 / 320);
+    EXPECT_LE(capture->messages()[0].parameter2, capture->messages()[0].parameter1 / 320 + 2);
     EXPECT_EQ(capture->frameMessages().find_first_not_of('0'), std::string::npos);
 }
 
@@ -201,8 +204,10 @@ TEST_F(FirewireLoss, silenceIsToldOnceAndTheStreamGoesOn) {
     ASSERT_TRUE(waitUntil([&] { return !capture.messages().empty(); }));
     const auto before = capture.frameCount();
     EXPECT_TRUE(waitUntil([&] { return capture.frameCount() >= before + 20; }));
-    ASSERT_EQ(capture.messages().size(), 1U);
+    ASSERT_EQ(capture.messages().size(), 2U);
     EXPECT_EQ(capture.messages()[0].message, avc::kStreamInterrupted);
+    EXPECT_EQ(capture.messages()[1].message, avc::kStreamResumed);
+    EXPECT_GE(capture.messages()[1].parameter1, 600U);
     EXPECT_GE(capture.messages()[0].parameter1, 200U);
     EXPECT_EQ(capture.messages()[0].parameter2, avc::kNoData);
     EXPECT_TRUE(device->isAttached()) << "silence is not absence";

@@ -123,7 +123,7 @@ std::uint32_t FrameCollector::frameReceived(std::uint32_t message, const std::ui
         bytes = QByteArray(reinterpret_cast<const char*>(data), static_cast<qsizetype>(length));
         self->mAddresses.insert(data);
     }
-    self->mFrames.push_back({message, bytes, time});
+    self->mFrames.push_back({message, bytes, time, length});
     if (self->mThreadName.empty()) {
         std::array<char, 16> name{};
         pthread_getname_np(pthread_self(), name.data(), name.size());

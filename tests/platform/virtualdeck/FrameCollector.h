@@ -23,6 +23,7 @@ public:
         std::uint32_t message;
         QByteArray bytes;  ///< empty when there was no data
         std::int64_t time;
+        std::uint32_t length;
     };
     struct Message {
         std::uint32_t message;

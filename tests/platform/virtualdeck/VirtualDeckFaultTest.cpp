@@ -34,9 +34,8 @@ TEST(VirtualDeckFault, comesAtItsFrameAndSparesTheOthers) {
     ASSERT_EQ(messages.size(), 3U);
     EXPECT_EQ(messages[0].message, avc::kReceiverOverrun);
     EXPECT_EQ(messages[0].parameter1, 77U);
-    EXPECT_EQ(messages[0].parameter2, 77U);
+    EXPECT_EQ(messages[0].parameter2, 0U) << "no frame is missing on this tape";
     EXPECT_EQ(messages[1].parameter1, 3U);
-    EXPECT_EQ(messages[1].parameter2, 80U);
     EXPECT_EQ(messages[2].message, avc::kStreamInterrupted);
     EXPECT_EQ(messages[2].parameter1, 250U);
     EXPECT_EQ(messages[2].parameter2, avc::kNoData);

@@ -275,10 +275,11 @@ TEST(VirtualDeck, losesWhatALateHostHasNoRoomForAndTellsIt) {
     ASSERT_EQ(frames[3].message, avc::kFramesMissing);
     EXPECT_TRUE(frames[3].bytes.isEmpty());
     EXPECT_EQ(messages[0].message, avc::kReceiverOverrun);
-    EXPECT_EQ(messages[0].parameter1, messages[0].parameter2);
+    EXPECT_EQ(messages[0].parameter2, 0U) << "the frames have been told";
     EXPECT_EQ(messages[0].parameter1 % 320, 0U) << "whole frames of 320 cycles";
     const std::uint64_t lost = messages[0].parameter1 / 320;
     EXPECT_GE(lost, 9U);
+    EXPECT_EQ(frames[3].length, lost);
     EXPECT_TRUE(frames[2].bytes == signalFrame(DVStandard::kPAL, 2, "PAL deck 1"));
     EXPECT_TRUE(frames[4].bytes == signalFrame(DVStandard::kPAL, 3 + lost, "PAL deck 1"));
     EXPECT_TRUE(frames[5].bytes == signalFrame(DVStandard::kPAL, 4 + lost, "PAL deck 1"));

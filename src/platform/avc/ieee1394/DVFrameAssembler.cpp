@@ -149,7 +149,7 @@ void DVFrameAssembler::changeFrame(std::span<const std::uint8_t> blocks, int ind
     if (static_cast<std::uint8_t>(dbc - mLastDBC) != 1 && silence > frameCycles) {
         // Not even empty packets came: the ring had run full. That is told as one loss, and the
         // frames on both sides of the gap are not told again.
-        mSink.overrun(silence);
+        mSink.overrun(silence, static_cast<std::uint32_t>(framesLostUpTo(index, dbc, cycle)));
         restart();
         if (index == 0) {
             mIsSynchronized = true;
@@ -160,8 +160,8 @@ void DVFrameAssembler::changeFrame(std::span<const std::uint8_t> blocks, int ind
     if (mIsOpen) {
         finish();
     }
-    if (framesAhead(index, dbc, cycle) > 1) {
-        mSink.frame(kFramesMissing, nullptr, 0);
+    if (const int frames = framesAhead(index, dbc, cycle); frames > 1) {
+        mSink.frame(kFramesMissing, nullptr, static_cast<std::uint32_t>(frames - 1));
     }
     begin(blocks, index);
 }
@@ -180,6 +180,18 @@ int DVFrameAssembler::framesAhead(int index, std::uint8_t dbc, unsigned cycle) c
         }
     }
     return 0;
+}
+
+/// How many frames lack packets between the last one and this one, at which reception starts anew.
+int DVFrameAssembler::framesLostUpTo(int index, std::uint8_t dbc, unsigned cycle) const {
+    int ahead = framesAhead(index, dbc, cycle);
+    if (ahead == 0) {  // the counter began anew: only the time tells
+        const auto packets = static_cast<int>(cyclesBetween(mLastDataCycle, cycle) * 15 / 16);
+        ahead = std::max((packets + mLastIndex - index + mPackets / 2) / mPackets, 1);
+    }
+    const int begun = mIsOpen ? 1 : 0;
+    const int broken = index != 0 ? 1 : 0;
+    return begun + (ahead - 1) + broken;
 }
 
 void DVFrameAssembler::begin(std::span<const std::uint8_t> blocks, int index) {

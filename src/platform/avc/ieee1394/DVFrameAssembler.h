@@ -16,10 +16,12 @@ public:
     DVFrameSink(const DVFrameSink&) = delete;
     DVFrameSink& operator=(const DVFrameSink&) = delete;
 
-    /// A FrameMessage with its data, which stay valid during the call.
+    /// A FrameMessage with its data, which stay valid during the call; for kFramesMissing the
+    /// length is the number of frames.
     virtual void frame(std::uint32_t message, const std::uint8_t* data, std::uint32_t length) = 0;
-    /// Packets are missing because nobody emptied the receive ring in time.
-    virtual void overrun(std::uint32_t cyclesLost) = 0;
+    /// Packets are missing because nobody emptied the receive ring in time, and with them frames
+    /// in whole or in part, which are not told otherwise.
+    virtual void overrun(std::uint32_t cyclesLost, std::uint32_t framesLost) = 0;
 };
 
 /// Puts the isochronous packets of one sender together to DV frames (IEC 61883-1 and -2).
@@ -70,6 +72,7 @@ private:
     void changeFrame(std::span<const std::uint8_t> blocks, int index, std::uint8_t dbc,
                      unsigned cycle);
     [[nodiscard]] int framesAhead(int index, std::uint8_t dbc, unsigned cycle) const;
+    [[nodiscard]] int framesLostUpTo(int index, std::uint8_t dbc, unsigned cycle) const;
     void begin(std::span<const std::uint8_t> blocks, int index);
     void store(std::span<const std::uint8_t> blocks, int index);
     void finish();

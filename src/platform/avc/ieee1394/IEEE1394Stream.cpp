@@ -274,7 +274,9 @@ void IEEE1394Stream::dataArrived() {
     mHasData = true;
     mForeignOnly = 0;
     mNotDV = 0;
-    if (mIsRestarted && !mIsSilenceTold) {
+    if (mIsSilenceTold) {
+        tell(kStreamResumed, limited(mNow - mLastData), 0);
+    } else if (mIsRestarted) {
         tell(kStreamInterrupted, limited(mNow - mLastData), kReconnected);
     }
     mIsRestarted = false;
@@ -313,11 +315,10 @@ void IEEE1394Stream::tellSignal(const SeenSignal& signal) {
     mWorker.wake();
 }
 
-void IEEE1394Stream::overrun(std::uint32_t cyclesLost) {
-    mOverrunCycles += cyclesLost;
+void IEEE1394Stream::overrun(std::uint32_t cyclesLost, std::uint32_t framesLost) {
     // A gap that is told as an interruption is not told again.
     if (!mIsSilenceTold && !mIsRestarted) {
-        tell(kReceiverOverrun, cyclesLost, limited(static_cast<std::int64_t>(mOverrunCycles)));
+        tell(kReceiverOverrun, cyclesLost, framesLost);
     }
 }
 

@@ -44,7 +44,7 @@ private:
     void lookAtSignal(std::uint32_t frameLength);
     void tellSignal(const SeenSignal& signal);
     void frame(std::uint32_t message, const std::uint8_t* data, std::uint32_t length) override;
-    void overrun(std::uint32_t cyclesLost) override;
+    void overrun(std::uint32_t cyclesLost, std::uint32_t framesLost) override;
     void tell(std::uint32_t message, std::uint32_t parameter1, std::uint32_t parameter2);
 
     static constexpr int kNoMode = -1;
@@ -60,21 +60,20 @@ private:
     StreamTarget mTarget;
     std::unique_ptr<BusHandle> mBus;
     NodeWatch mWatch;
-    int mLastError = 0;                ///< of opening the bus, so that it is logged once
-    std::int64_t mRetryTime = 0;       ///< when to open the bus again
-    std::int64_t mQuietUntil = 0;      ///< the handle reports errors without end: leave it alone
-    std::int64_t mNow = 0;             ///< time of this turn of the loop
-    std::int64_t mLastData = 0;        ///< when data came; 0 before the first
-    std::uint64_t mOverrunCycles = 0;  ///< in all
-    std::uint32_t mForeignOnly = 0;    ///< packets of other senders since the last own one
-    std::uint32_t mNotDV = 0;          ///< packets of another format since the last DV one
-    int mMode = kNoMode;               ///< that has been told
-    int mOtherMode = 0;                ///< frames of another mode in succession
-    bool mHasFrames = false;           ///< whole ones have come
-    bool mHasData = false;             ///< in this turn
-    bool mHasAsked = false;            ///< for the node number, in this turn
-    bool mIsSilenceTold = false;       ///< the gap under way is counted
-    bool mIsRestarted = false;         ///< reception was opened anew since the last data
+    int mLastError = 0;              ///< of opening the bus, so that it is logged once
+    std::int64_t mRetryTime = 0;     ///< when to open the bus again
+    std::int64_t mQuietUntil = 0;    ///< the handle reports errors without end: leave it alone
+    std::int64_t mNow = 0;           ///< time of this turn of the loop
+    std::int64_t mLastData = 0;      ///< when data came; 0 before the first
+    std::uint32_t mForeignOnly = 0;  ///< packets of other senders since the last own one
+    std::uint32_t mNotDV = 0;        ///< packets of another format since the last DV one
+    int mMode = kNoMode;             ///< that has been told
+    int mOtherMode = 0;              ///< frames of another mode in succession
+    bool mHasFrames = false;         ///< whole ones have come
+    bool mHasData = false;           ///< in this turn
+    bool mHasAsked = false;          ///< for the node number, in this turn
+    bool mIsSilenceTold = false;     ///< the gap under way is counted
+    bool mIsRestarted = false;       ///< reception was opened anew since the last data
     bool mIsFormatTold = false;
 
     std::jthread mThread;

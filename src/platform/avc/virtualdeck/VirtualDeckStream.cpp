@@ -138,7 +138,7 @@ void VirtualDeckStream::sendFrame() {
     }
     noteTapeTime(FrameTimer::now() - begun);
     if (fate.message == kFramesMissing) {
-        mParameters.frameProc(kFramesMissing, nullptr, 0, mParameters.frameRefCon);
+        mParameters.frameProc(kFramesMissing, nullptr, 1, mParameters.frameRefCon);
     } else {
         mParameters.frameProc(fate.message, buffer.data(),
                               std::min(static_cast<std::uint32_t>(length), fate.longest),
@@ -167,16 +167,18 @@ void VirtualDeckStream::loseLateFrames() {
     }
     // What it took to get the frames off the tape is not the host's fault.
     const std::int64_t oldest = now - kRing - mTapeTime;
+    std::uint32_t frames = 0;
     while (mSchedule.due() < oldest) {
         const std::size_t length = skipFrame();
         if (length == 0) {
             break;
         }
         mSchedule.advance(standardOfLength(length));
+        ++frames;
     }
-    if (const std::int64_t lost = mSchedule.due() - firstDue; lost > 0) {
-        mParameters.frameProc(kFramesMissing, nullptr, 0, mParameters.frameRefCon);
-        reportOverrun(static_cast<std::uint32_t>(lost / kCycle));
+    if (frames != 0) {
+        mParameters.frameProc(kFramesMissing, nullptr, frames, mParameters.frameRefCon);
+        reportOverrun(static_cast<std::uint32_t>((mSchedule.due() - firstDue) / kCycle));
     }
 }
 
@@ -256,9 +258,9 @@ void VirtualDeckStream::sendMessage(ReceiverMessage message, std::uint32_t param
     }
 }
 
+/// The frames that go with it have been told, or none are missing.
 void VirtualDeckStream::reportOverrun(std::uint32_t cycles) {
-    mCyclesLost += cycles;
-    sendMessage(kReceiverOverrun, cycles, mCyclesLost);
+    sendMessage(kReceiverOverrun, cycles, 0);
 }
 
 }  // namespace takebox::avc

@@ -62,7 +62,6 @@ private:
     std::size_t mNextBuffer = 0;
     std::size_t mLastLength = 0;
     std::int64_t mTapeTime = 0;  // spent on reading since the stream was last on time
-    std::uint32_t mCyclesLost = 0;
 
     std::jthread mThread;
 };
