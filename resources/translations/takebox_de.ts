@@ -342,10 +342,6 @@
         <translation>Skripte erreichen den Recorder nicht. Starten Sie ihn in einer Desktop-Sitzung oder mit dbus-run-session.</translation>
     </message>
     <message>
-        <source>%1 frames and %2 bytes of %3: %4</source>
-        <translation>%1 Bilder und %2 Bytes von %3: %4</translation>
-    </message>
-    <message>
         <source>all of %1, somebody removed it</source>
         <translation>alles von %1, jemand hat die Datei entfernt</translation>
     </message>

@@ -3,6 +3,7 @@
 #include <QObject>
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 namespace takebox {
 namespace {
@@ -13,17 +14,16 @@ void addFileLosses(const std::shared_ptr<const BufferedFile>& file, QStringList&
         return;
     }
     const QString name = file->path().section(QLatin1Char('/'), -1);
-    const auto dropped = file->droppedBlocks();
+    const auto missing = file->droppedBlocks() + countFrames(file->refusedFrames());
     if (file->wasRemoved()) {
         losses << QObject::tr("all of %1, somebody removed it").arg(name);
     }
     if (const int error = file->writeError(); error != 0) {
-        losses << QObject::tr("%1 frames and %2 bytes of %3: %4")
-                      .arg(dropped)
-                      .arg(file->refusedBytes())
+        losses << QObject::tr("%1 frames of %2: %3")
+                      .arg(missing)
                       .arg(name, QString::fromLocal8Bit(strerror(error)));
-    } else if (dropped != 0) {
-        losses << QObject::tr("%1 frames of %2, the disk was too slow").arg(dropped).arg(name);
+    } else if (missing != 0) {
+        losses << QObject::tr("%1 frames of %2, the disk was too slow").arg(missing).arg(name);
     }
 }
 
@@ -44,6 +44,11 @@ void addMovieLosses(const QuickTimeMovie& movie, QStringList& losses) {
                          .arg(lost.videoFrames)
                          .arg(lost.audioSamples)
                          .arg(name));
+}
+
+/// Of frames that came, but are not in every file.
+bool isOfFiles(LossKind kind) {
+    return kind == LossKind::kRawFiles || kind == LossKind::kMovie || kind == LossKind::kBoth;
 }
 
 QString phraseOf(LossKind kind) {
@@ -98,15 +103,28 @@ std::uint64_t RecordingReport::framesNotWritten() const {
     if (!tally) {
         return 0;
     }
-    // What the disk refused later on may be the same frames in both kinds of file.
-    const std::uint64_t refusedByRawFile =
-        dvFile && dvFile->blockSize() != 0
-            ? (dvFile->refusedBytes() + dvFile->blockSize() - 1) / dvFile->blockSize()
-            : 0;
-    const std::uint64_t missingInMovie = movie ? movie->losses().videoFrames : 0;
-    const std::uint64_t dropped = tally->droppedOfMovie();
-    const std::uint64_t unwritten = missingInMovie - std::min(missingInMovie, dropped);
-    return tally->droppedFrames() + std::max(refusedByRawFile, unwritten);
+    // A frame may have found no room in one file and be refused by the disk of another.
+    FrameRanges missing;
+    std::uint64_t listed = 0;
+    for (const Loss& loss : tally->losses()) {
+        if (isOfFiles(loss.kind)) {
+            missing.push_back({loss.firstFrame, loss.frames});
+            listed += loss.frames;
+        }
+    }
+    const std::uint64_t dropped = tally->droppedFrames();
+    const auto add = [&missing](const FrameRanges& refused) {
+        missing.insert(missing.end(), refused.begin(), refused.end());
+    };
+    for (const auto* file : {dvFile.get(), audioFile.get()}) {
+        if (file != nullptr) {
+            add(file->refusedFrames());
+        }
+    }
+    if (movie) {
+        add(movie->refusedFrames());
+    }
+    return countFrames(std::move(missing)) + (dropped - std::min(dropped, listed));
 }
 
 QStringList RecordingReport::lossesByTimeCode() const {

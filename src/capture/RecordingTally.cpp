@@ -1,5 +1,7 @@
 #include "capture/RecordingTally.h"
 
+#include <algorithm>
+
 namespace takebox {
 
 void RecordingTally::frameRecorded(std::int32_t timeCode, bool isInRawFiles, bool isInMovie) {
@@ -14,7 +16,6 @@ void RecordingTally::frameRecorded(std::int32_t timeCode, bool isInRawFiles, boo
         return;
     }
     mDroppedFrames.fetch_add(1, std::memory_order_relaxed);
-    mDroppedOfMovie.fetch_add(isMissingInMovie ? 1 : 0, std::memory_order_relaxed);
     if (isMissingInRawFiles && isMissingInMovie) {
         addLoss(LossKind::kBoth, timeCode);
     } else {
@@ -58,6 +59,8 @@ void RecordingTally::addLoss(LossKind kind, std::int32_t timeCode, std::uint32_t
     mLosses[count].kind.store(kind, std::memory_order_relaxed);
     mLosses[count].timeCode.store(timeCode, std::memory_order_relaxed);
     mLosses[count].frames.store(frames, std::memory_order_relaxed);
+    mLosses[count].firstFrame.store(frame - std::min<std::uint64_t>(frame, 1),
+                                    std::memory_order_relaxed);
     mLossCount.store(count + 1, std::memory_order_release);
 }
 
@@ -68,6 +71,7 @@ std::vector<Loss> RecordingTally::losses() const {
         losses[i].timeCode =
             TimeCodeRecord::fromCounter(mLosses[i].timeCode.load(std::memory_order_relaxed));
         losses[i].frames = mLosses[i].frames.load(std::memory_order_relaxed);
+        losses[i].firstFrame = mLosses[i].firstFrame.load(std::memory_order_relaxed);
     }
     return losses;
 }

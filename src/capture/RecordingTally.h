@@ -25,7 +25,8 @@ struct Loss {
     LossKind kind = LossKind::kNotReceived;
     TimeCodeRecord timeCode;  ///< of the first frame; of the last good one before it when it is not
                               ///< known: for the first three kinds
-    std::uint32_t frames = 0;  ///< for kUnknown: messages
+    std::uint32_t frames = 0;      ///< for kUnknown: messages
+    std::uint64_t firstFrame = 0;  ///< place of the first among the frames offered to the files
 };
 
 /// Counts what one recording receives, records and loses, as it happens.
@@ -71,7 +72,6 @@ public:
     [[nodiscard]] std::uint64_t notReceivedFrames() const { return mNotReceivedFrames; }
     /// Frames that came and that no longer fitted into what waits for a disk.
     [[nodiscard]] std::uint64_t droppedFrames() const { return mDroppedFrames; }
-    [[nodiscard]] std::uint64_t droppedOfMovie() const { return mDroppedOfMovie; }
     [[nodiscard]] TimeCodeRecord firstTimeCode() const {
         return TimeCodeRecord::fromCounter(mFirstTimeCode);
     }
@@ -88,6 +88,7 @@ private:
         std::atomic<LossKind> kind{LossKind::kNotReceived};
         std::atomic<std::int32_t> timeCode{0};
         std::atomic<std::uint32_t> frames{0};
+        std::atomic<std::uint64_t> firstFrame{0};
     };
 
     void addLoss(LossKind kind, std::int32_t timeCode, std::uint32_t frames = 1);
@@ -104,7 +105,6 @@ private:
     std::atomic<std::uint64_t> mProblemMessages{0};
     std::atomic<std::uint64_t> mNotReceivedFrames{0};
     std::atomic<std::uint64_t> mDroppedFrames{0};
-    std::atomic<std::uint64_t> mDroppedOfMovie{0};
     std::atomic<std::uint64_t> mFurtherLosses{0};
     std::atomic<std::int32_t> mFirstTimeCode{0};
     std::atomic<std::int32_t> mLastTimeCode{0};

@@ -100,7 +100,8 @@ std::int32_t BufferedFile::openForWriting(bool erase) {
     mChunkBeingFilled = nullptr;
     _chunkBeingFilledSequenceNumber.store(0, std::memory_order_relaxed);
     _chunkBeingWrittenSequenceNumber = 1;
-    mAppendedBlocks = mDroppedBlocks = mWrittenBytes = mRefusedBytes = 0;
+    mAppendedBlocks = mDroppedBlocks = mWrittenBytes = 0;
+    mRefusedFrames.clear();
     mWriteError = 0;
     mWasRemoved = false;
     _mustGoOn.store(true, std::memory_order_relaxed);
@@ -146,6 +147,7 @@ bool BufferedFile::appendBlock(const std::uint8_t* bytes, std::uint32_t size, bo
                                          : "Dropped video frame (buffer underrun 2).");
         }
         ++number;
+        mChunkBeingFilled->setFirstBlock(mAppendedBlocks + mDroppedBlocks);
     }
     WriteBufferChunk* const chunk = mChunkBeingFilled;
     chunk->setSequenceNumber(static_cast<std::uint32_t>(number));
@@ -258,14 +260,18 @@ std::uint32_t BufferedFile::writeBytes(const std::uint8_t* bytes, std::uint32_t 
 
 void BufferedFile::takeBackPartOfBlock(const WriteBufferChunk& chunk, std::uint32_t written) {
     std::uint32_t whole = 0;
+    std::uint64_t blocks = 0;
     if (chunk.sampleSizeAtIndex(0) != 0) {
         for (std::size_t i = 0; i < chunk.sampleCount(); ++i) {
             const std::uint32_t end = chunk.sampleOffsetAtIndex(i) + chunk.sampleSizeAtIndex(i);
             whole = end <= written ? end : whole;
+            blocks += end <= written ? 1 : 0;
         }
     } else {
         whole = written - written % 4;  // audio: whole sample frames
+        blocks = std::uint64_t{whole} * chunk.sampleCount() / chunk.offset();
     }
+    mRefusedFrames.add({chunk.firstBlock() + blocks, chunk.sampleCount() - blocks});
     const off_t position = ::lseek(_fileRef, 0, SEEK_CUR);
     if (position >= 0) {
         const off_t end = position - static_cast<off_t>(written - whole);
@@ -276,7 +282,6 @@ void BufferedFile::takeBackPartOfBlock(const WriteBufferChunk& chunk, std::uint3
         }
     }
     mWrittenBytes.fetch_sub(written - whole, std::memory_order_relaxed);
-    mRefusedBytes.fetch_add(chunk.offset() - whole, std::memory_order_relaxed);
 }
 
 void BufferedFile::reportWriteError(const char* operation, int error) {

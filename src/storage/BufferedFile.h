@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <memory>
 
+#include "storage/FrameRanges.h"
 #include "storage/PeriodicSync.h"
 #include "storage/WakeUp.h"
 #include "storage/WriteBufferChunk.h"
@@ -82,8 +83,8 @@ public:
     [[nodiscard]] std::uint64_t appendedBlocks() const { return mAppendedBlocks; }
     [[nodiscard]] std::uint64_t droppedBlocks() const { return mDroppedBlocks; }
     [[nodiscard]] std::uint64_t writtenBytes() const { return mWrittenBytes; }
-    /// Bytes that the disk refused for good.
-    [[nodiscard]] std::uint64_t refusedBytes() const { return mRefusedBytes; }
+    /// Blocks that the disk refused for good, in whole or in part. Any thread.
+    [[nodiscard]] FrameRanges refusedFrames() const { return mRefusedFrames.ranges(); }
     /// errno of the first failed write or flush, 0 for none.
     [[nodiscard]] int writeError() const { return mWriteError; }
     /// Somebody removed the file before it was closed.
@@ -135,7 +136,7 @@ private:
     std::atomic<std::uint64_t> mAppendedBlocks{0};
     std::atomic<std::uint64_t> mDroppedBlocks{0};
     std::atomic<std::uint64_t> mWrittenBytes{0};
-    std::atomic<std::uint64_t> mRefusedBytes{0};
+    RefusedFrames mRefusedFrames;
     std::atomic<int> mWriteError{0};
     std::atomic<bool> mWasRemoved{false};
 };

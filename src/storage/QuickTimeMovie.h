@@ -9,6 +9,7 @@
 #include "platform/movietoolbox/MovieToolbox.h"
 #include "platform/movietoolbox/TimeCodeRecord.h"
 #include "storage/ChunkRing.h"
+#include "storage/FrameRanges.h"
 #include "storage/PeriodicSync.h"
 #include "storage/WakeUp.h"
 
@@ -90,6 +91,8 @@ public:
     };
     /// Final once the writer thread has finished or closeMovieFile() has returned. Any thread.
     [[nodiscard]] Losses losses() const;
+    /// Frames whose picture or sound the disk refused for good. Any thread.
+    [[nodiscard]] FrameRanges refusedFrames() const { return _refusedFrames.ranges(); }
 
     // Fields
     void setMovieFilePath(const QString& path) { _movieFilePath = path; }
@@ -185,6 +188,7 @@ private:
     void writeNextChunks();
     void drainChunks();
     void writeChunk(ChunkRing& ring, ChunkToWrite& chunk);
+    void countUnwritten(bool isVideo, std::uint64_t first, std::uint32_t samples);
     template <class Add>
     Status addPatiently(Add add);
     Status addVideoChunkToMovie(const ChunkToWrite& chunk);
@@ -220,7 +224,9 @@ private:
     std::shared_ptr<PeriodicSync> _sync;  // null when the movie could not be created
     movietoolbox::Track* _videoTrack = nullptr;
     movietoolbox::Media* _videoMedia = nullptr;
-    bool _isPatient = true;  // the disk has not refused to the last
+    bool _isPatient = true;          // the disk has not refused to the last
+    std::uint64_t _framesDone = 0;   // written or refused
+    std::uint64_t _samplesDone = 0;  // sample frames, likewise
     bool _hasReportedVideoUnderrun = false;
     bool _hasReportedAudioUnderrun = false;
 
@@ -241,6 +247,7 @@ private:
     std::atomic<bool> _wasRemoved{false};
     std::atomic<std::uint64_t> _unwrittenVideoFrames{0};
     std::atomic<std::uint64_t> _unwrittenAudioSamples{0};
+    RefusedFrames _refusedFrames;
     std::atomic<int> _errorNumber{0};
     std::atomic<Status> _firstStatus{0};
 };

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <thread>
 
 #include "platform/log/Log.h"
@@ -196,11 +197,27 @@ void QuickTimeMovie::writeChunk(ChunkRing& ring, ChunkToWrite& chunk) {
     const bool isVideo = &ring == &_videoChunksToWrite;
     const std::uint32_t samples = chunk.sampleCount();
     const Status status = isVideo ? addVideoChunkToMovie(chunk) : addAudioChunkToMovie(chunk);
+    auto& done = isVideo ? _framesDone : _samplesDone;
     if (status != kNoError) {
-        auto& unwritten = isVideo ? _unwrittenVideoFrames : _unwrittenAudioSamples;
-        unwritten.fetch_add(samples, std::memory_order_relaxed);
+        countUnwritten(isVideo, done, samples);
     }
+    done += samples;
     ring.chunkWasWritten(chunk);
+}
+
+void QuickTimeMovie::countUnwritten(bool isVideo, std::uint64_t first, std::uint32_t samples) {
+    if (isVideo) {
+        _unwrittenVideoFrames.fetch_add(samples, std::memory_order_relaxed);
+        _refusedFrames.add({first, samples});
+        return;
+    }
+    _unwrittenAudioSamples.fetch_add(samples, std::memory_order_relaxed);
+    // The chunks hold the sound of whole frames, as far as a frame has a whole number of samples.
+    const auto frameAt = [this](std::uint64_t sample) {
+        return static_cast<std::uint64_t>(std::llround(
+            static_cast<double>(sample) * _videoTimeScale / kFrameDuration / kAudioTimeScale));
+    };
+    _refusedFrames.add({frameAt(first), frameAt(first + samples) - frameAt(first)});
 }
 
 template <class Add>

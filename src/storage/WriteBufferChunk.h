@@ -60,6 +60,9 @@ public:
     }
     [[nodiscard]] bool full() const { return _full.load(std::memory_order_acquire); }
     void setFull(bool full) { _full.store(full, std::memory_order_release); }
+    /// Place of its first block among all that were offered to the file.
+    [[nodiscard]] std::uint64_t firstBlock() const { return _firstBlock; }
+    void setFirstBlock(std::uint64_t block) { _firstBlock = block; }
     [[nodiscard]] bool resetFile() const { return _resetFile; }
     void setResetFile(bool reset) { _resetFile = reset; }
 
@@ -73,6 +76,7 @@ private:
 
     // The owner of the moment.
     std::uint32_t _sampleCount = 0;
+    std::uint64_t _firstBlock = 0;
     bool _doneWriting = false;
     bool _doneSavedToMovie = false;
     bool _resetFile = false;

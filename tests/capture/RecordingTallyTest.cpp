@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "capture/RecordingReport.h"
+#include "storage/WriterThreads.h"
 
 namespace takebox {
 namespace {
@@ -19,7 +20,6 @@ TEST(RecordingTallyTest, CountsWhatIsReceivedAndWhatIsDropped) {
     tally.frameRecorded(at(3), false, false);
     EXPECT_EQ(tally.receivedFrames(), 4U);
     EXPECT_EQ(tally.droppedFrames(), 3U);
-    EXPECT_EQ(tally.droppedOfMovie(), 2U);
     EXPECT_EQ(tally.firstTimeCode(), (TimeCodeRecord{1, 2, 3, 0}));
     EXPECT_EQ(tally.lastTimeCode(), (TimeCodeRecord{1, 2, 3, 3}));
     const std::vector<Loss> losses = tally.losses();
@@ -28,6 +28,7 @@ TEST(RecordingTallyTest, CountsWhatIsReceivedAndWhatIsDropped) {
     EXPECT_EQ(losses[1].kind, LossKind::kMovie);
     EXPECT_EQ(losses[2].kind, LossKind::kBoth);
     EXPECT_EQ(losses[2].timeCode, (TimeCodeRecord{1, 2, 3, 3}));
+    EXPECT_EQ(losses[2].firstFrame, 3U);
 }
 
 TEST(RecordingTallyTest, WhatIsNotWantedIsNotMissing) {
@@ -121,6 +122,31 @@ TEST(RecordingTallyTest, AReportSumsUpWhatWasLost) {
     EXPECT_EQ(report.losses(),
               (QStringList{QStringLiteral("frames on the way from the device, 2 times"),
                            QStringLiteral("3 frames of a wrong size"), noFile, noFile}));
+}
+
+TEST(RecordingTallyTest, AFrameThatSeveralFilesLackIsLostOnce) {
+    // The disk takes nothing of the raw file, and from the 11th frame on the movie has no room.
+    constexpr int kFrames = 20;
+    const auto tally = std::make_shared<RecordingTally>(true, true);
+    const auto file =
+        BufferedFile::initVideoBufferedFileWithPath(QStringLiteral("/dev/full"), 100, 10);
+    ASSERT_EQ(file->openForWriting(false), 0);
+    const std::vector<std::uint8_t> block(100);
+    for (int frame = 0; frame < kFrames; ++frame) {
+        tally->frameRecorded(at(static_cast<std::uint8_t>(frame)),
+                             file->appendBlock(block.data(), 100, false), frame < 10);
+    }
+    file->close();
+    WriterThreads::waitUntilFinished();
+    RecordingReport report;
+    report.wantedRawFiles = true;
+    report.dvFile = file;
+    report.audioFile = file;
+    report.tally = tally;
+    report.update();
+    EXPECT_EQ(report.lostFrames(), 20U);
+    EXPECT_EQ(report.recordedFrames(), 0U);
+    EXPECT_EQ(report.losses()[0], QStringLiteral("20 frames of full: No space left on device"));
 }
 
 }  // namespace

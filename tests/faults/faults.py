@@ -32,6 +32,7 @@ RAW_BUFFER = 60  # frames that wait for a disk, by the sizes of the buffers
 MOVIE_BUFFER = 30
 RAW_CHUNK = 10
 MOVIE_CHUNK = 5
+SOUND_CHUNK = 20  # frames that may lack their sound alone
 NOBODY = 65534
 DISK_MESSAGES = ("[Dd]ropped", "too slow", "Cannot (write|flush|close|open)", "LOST", "written again")
 
@@ -42,13 +43,26 @@ class Result:
     def __init__(self, trial, least_raw=0, least_movie=0):
         self.is_before_whole = trial.is_before_whole()
         received = trial.received
-        self.raw = max(0, received - trial.frames_in_raw())
-        self.movie = max(0, received - trial.frames_in_movie())
+        in_raw = trial.frames_in_raw()
+        in_movie = trial.frames_in_movie()
+        self.raw = max(0, received - len(in_raw))
+        self.movie = max(0, received - len(in_movie))
         self.least_raw = least_raw
         self.least_movie = least_movie
         self.messages = trial.messages
         self.error = ""
-        if trial.told_lost is not None and max(self.raw, self.movie) > trial.told_lost:
+        if trial.told_lost is None:
+            return
+        if max(self.raw, self.movie) > trial.told_lost:
+            self.error = (f"{self.raw} and {self.movie} frames are missing, the log tells of "
+                          f"{trial.told_lost}")
+        # A tape that has come round has its numbers more than once.
+        is_round = len(in_raw) != len(set(in_raw)) or len(in_movie) != len(set(in_movie))
+        in_both = len(set(in_raw) & set(in_movie))
+        if not is_round and trial.told_recorded > in_both:
+            self.error = (f"{in_both} frames are in all files, the log tells of "
+                          f"{trial.told_recorded}")
+        if trial.told_lost > self.raw + self.movie + SOUND_CHUNK:
             self.error = (f"{self.raw} and {self.movie} frames are missing, the log tells of "
                           f"{trial.told_lost}")
 

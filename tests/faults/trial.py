@@ -56,6 +56,7 @@ class Trial:
         self.program = None
         self.received = 0
         self.told_lost = None  # by the log, where the recording came to its end
+        self.told_recorded = 0
         self.messages = []
 
     def __enter__(self):
@@ -135,6 +136,7 @@ class Trial:
         ends = re.findall(ENDED, self.program.log())
         if len(ends) >= 2:
             self.received = int(ends[-1][0])
+            self.told_recorded = int(ends[-1][1])
             self.told_lost = int(ends[-1][2])
 
     def terminate(self):
@@ -183,9 +185,10 @@ class Trial:
         return all(now.get(path) == value for path, value in self.before.items())
 
     def frames_in_raw(self):
+        """The numbers of the frames in the raw file."""
         base = self.path("During", "During")
         if not os.path.exists(base + ".dv"):
-            return 0
+            return []
         whole = size_of(base + ".dv") // PAL_FRAME * PAL_FRAME
         os.truncate(base + ".dv", whole)
         recorded = read_raw(base, self.tape)
@@ -194,12 +197,13 @@ class Trial:
             recorded.numbers.pop()
         if -1 in recorded.numbers:
             raise AssertionError("raw file: frames that are none of the tape")
-        return len(recorded.numbers)
+        return recorded.numbers
 
     def frames_in_movie(self):
+        """The numbers of the frames in the movie."""
         movie = self.path("During.mov")
         if not os.path.exists(movie) or size_of(movie) < 1000:
-            return 0
+            return []
         recorded = read_movie(movie, self.tape)
         if recorded.faults:
             raise AssertionError(f"movie: {recorded.faults}")
@@ -207,7 +211,7 @@ class Trial:
             errors = decode_errors(movie)
             if errors:
                 raise AssertionError(f"movie: {errors}")
-        return len(recorded.numbers)
+        return recorded.numbers
 
     def note_messages(self, *patterns):
         """The operator's messages of this fault, with numbers and paths taken out."""

@@ -281,7 +281,9 @@ TEST_F(BufferedFileTest, reportsAFullDiskOnceAndClosesAllTheSame) {
     closeAndWait(*file);
     EXPECT_EQ(log.count("Cannot write /dev/full: No space left on device"), 1);
     EXPECT_EQ(file->writtenBytes(), 0U);
-    EXPECT_EQ(file->refusedBytes(), 500U);
+    EXPECT_EQ(countFrames(file->refusedFrames()), 5U);
+    ASSERT_EQ(file->refusedFrames().size(), 1U);
+    EXPECT_EQ(file->refusedFrames()[0].first, 0U);
 }
 
 /// While it exists no file of the process can grow beyond so many bytes.

@@ -287,6 +287,9 @@ TEST(SelfContainedMovie, endsWhereTheDiskIsFull) {
     EXPECT_EQ(recording.samplesOf(0), 21U);
     EXPECT_EQ(recording.samplesOf(2), 1U);
     EXPECT_EQ(recording.movie->losses().videoFrames, 35U);
+    ASSERT_EQ(recording.movie->refusedFrames().size(), 1U);
+    EXPECT_EQ(recording.movie->refusedFrames()[0].first, 21U);
+    EXPECT_EQ(recording.movie->refusedFrames()[0].count, 35U);
     EXPECT_EQ(recording.movie->losses().errorNumber, ENOSPC);
     EXPECT_EQ(recording.movie->losses().status, -34);
     EXPECT_EQ(log.count("AddMediaSample (video) failed! (-34)"), 5);
