@@ -195,7 +195,7 @@ private:
     Status addAudioChunkToMovie(const ChunkToWrite& chunk);
     Status closeVideoTrack();
     Status closeAudioTracks();
-    void reportUnderruns();
+    void reportUnderruns(Status refusal);
 
     QString _movieFilePath;
     std::array<QString, kTrackSlots> _audioFilePath;

@@ -23,6 +23,18 @@ constexpr std::int16_t kFullVolume = 256;
 constexpr std::chrono::milliseconds kPause{50};
 constexpr std::chrono::milliseconds kPatience{600};
 
+/// How the message of an overflow begins.
+const char* reasonOf(Status refusal) {
+    switch (refusal) {
+        case kNoError:
+            return "The disk was too slow: the self-contained movie";
+        case kDiskFull:
+            return "The disk is full: the self-contained movie";
+        default:
+            return "The disk refused what was to be written: the self-contained movie";
+    }
+}
+
 /// Says, while it exists, that a buffered add is under way.
 class Adding {
 public:
@@ -174,7 +186,7 @@ Status QuickTimeMovie::initializeAudioTracks() {
 }
 
 void QuickTimeMovie::writeNextChunks() {
-    reportUnderruns();
+    reportUnderruns(kNoError);
     if (ChunkToWrite* const chunk = _videoChunksToWrite.nextFullChunk()) {
         writeChunk(_videoChunksToWrite, *chunk);
     }
@@ -184,7 +196,7 @@ void QuickTimeMovie::writeNextChunks() {
 }
 
 void QuickTimeMovie::drainChunks() {
-    reportUnderruns();
+    reportUnderruns(kNoError);
     while (ChunkToWrite* const chunk = _videoChunksToWrite.nextChunkOfDrain()) {
         writeChunk(_videoChunksToWrite, *chunk);
     }
@@ -224,16 +236,20 @@ template <class Add>
 Status QuickTimeMovie::addPatiently(Add add) {
     const auto end = std::chrono::steady_clock::now() + kPatience;
     Status status = noted(add());
+    Status refusal = status;
     // A full disk may be freed at any time; after another refusal the next chunk may fare better.
     while (status == kDiskFull ||
            (_isPatient && status == kInputOutputError && std::chrono::steady_clock::now() < end)) {
         if (!_mustGoOn.load()) {
             break;
         }
-        reportUnderruns();
+        reportUnderruns(refusal);
         std::this_thread::sleep_for(kPause);
         status = noted(add());
+        refusal = status != kNoError ? status : refusal;
     }
+    // What overflowed meanwhile did so because of the refusal, even if that is over now.
+    reportUnderruns(refusal);
     _isPatient = status == kNoError;
     return status;
 }
@@ -296,22 +312,20 @@ Status QuickTimeMovie::closeAudioTracks() {
     return status;
 }
 
-void QuickTimeMovie::reportUnderruns() {
+/// @param refusal what the disk has last said to this chunk, for the reason of an overflow.
+void QuickTimeMovie::reportUnderruns(Status refusal) {
+    const char* const reason = reasonOf(refusal);
     if (_videoChunksToWrite.isFrozen() && !_hasReportedVideoUnderrun) {
         _hasReportedVideoUnderrun = true;
-        logMessage(
-            "The disk was too slow: the self-contained movie %s is complete up to frame "
-            "%llu, and its picture ends there.",
-            movieFilePathOnDisk().c_str(),
-            static_cast<unsigned long long>(_videoChunksToWrite.samplesBeforeUnderrun()));
+        logMessage("%s %s is complete up to frame %llu, and its picture ends there.", reason,
+                   movieFilePathOnDisk().c_str(),
+                   static_cast<unsigned long long>(_videoChunksToWrite.samplesBeforeUnderrun()));
     }
     if (_audioChunksToWrite.isFrozen() && !_hasReportedAudioUnderrun) {
         _hasReportedAudioUnderrun = true;
-        logMessage(
-            "The disk was too slow: the self-contained movie %s is complete up to audio "
-            "sample %llu, and its sound ends there.",
-            movieFilePathOnDisk().c_str(),
-            static_cast<unsigned long long>(_audioChunksToWrite.samplesBeforeUnderrun()));
+        logMessage("%s %s is complete up to audio sample %llu, and its sound ends there.", reason,
+                   movieFilePathOnDisk().c_str(),
+                   static_cast<unsigned long long>(_audioChunksToWrite.samplesBeforeUnderrun()));
     }
 }
 

@@ -34,7 +34,7 @@ RAW_CHUNK = 10
 MOVIE_CHUNK = 5
 SOUND_CHUNK = 20  # frames that may lack their sound alone
 NOBODY = 65534
-DISK_MESSAGES = ("[Dd]ropped", "too slow", "Cannot (write|flush|close|open)", "LOST", "written again")
+DISK_MESSAGES = ("[Dd]ropped", "The disk (was|is|refused)", "Cannot (write|flush|close|open)", "LOST", "written again")
 
 
 class Result:

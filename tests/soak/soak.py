@@ -311,7 +311,7 @@ class Soak:
         log = self.program.log()
         lines = collections.Counter(
             re.sub(r"\d+", "N", line.split("]", 1)[-1])[:80] for line in log.splitlines()
-            if re.search(r"[Dd]rop|LOST|lost|too slow|Cannot|failed", line))
+            if re.search(r"[Dd]rop|LOST|lost|complete up to|Cannot|failed", line))
         for line, count in lines.most_common(12):
             self.note(f"log, {count} times: {line}")
         self.note(f"memory at rest, kB, after the first minute, then every five: {at_rest}")

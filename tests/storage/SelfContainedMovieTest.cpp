@@ -298,6 +298,34 @@ TEST(SelfContainedMovie, endsWhereTheDiskIsFull) {
     EXPECT_FALSE(log.containsText("underrun"));
 }
 
+/// What the log says of a movie whose disk takes one chunk and refuses the others for so long that
+/// frames are dropped.
+std::string overflowOn(int error) {
+    LogCapture log;
+    SelfContained recording(false);
+    recording.disk.capacity = 1000000;
+    recording.disk.error = error;
+    recording.movie->startWriteMovieThread();
+    EXPECT_TRUE(waitUntil([&] {
+        recording.addFrames(1);
+        return log.containsText(kDroppedFrame);
+    }));
+    EXPECT_TRUE(waitUntil([&] { return log.containsText("complete up to frame"); }));
+    recording.finish();
+    for (const std::string& line : log.lines()) {
+        if (line.find("complete up to frame") != std::string::npos) {
+            return line.substr(0, line.find(" is complete"));
+        }
+    }
+    return {};
+}
+
+TEST(SelfContainedMovie, tellsWhyItEndsEarly) {
+    EXPECT_EQ(overflowOn(ENOSPC), "The disk is full: the self-contained movie /a.mov");
+    EXPECT_EQ(overflowOn(EIO),
+              "The disk refused what was to be written: the self-contained movie /a.mov");
+}
+
 TEST(SelfContainedMovie, runsOnWhenItsFileCannotBeCreated) {
     LogCapture log;
     SelfContained recording(true);

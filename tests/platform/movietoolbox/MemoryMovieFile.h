@@ -16,8 +16,9 @@ namespace takebox::test {
 /// What the movie files of a test do; outlives them.
 struct MemoryDisk {
     std::vector<std::byte> bytes;         ///< of the file
-    std::uint64_t capacity = UINT64_MAX;  ///< of the disk: beyond it there is ENOSPC
-    bool canReserve = true;               ///< false: as a file system that cannot
+    std::uint64_t capacity = UINT64_MAX;  ///< of the disk: beyond it there is an error
+    int error = ENOSPC;
+    bool canReserve = true;  ///< false: as a file system that cannot
     std::vector<std::string> operations;
     std::atomic<std::uint64_t> written{0};  ///< bytes of all writes; any thread
     std::function<void()> beforeWrite;      ///< e.g. to make the disk slow
@@ -36,7 +37,7 @@ public:
         int error = 0;
         if (offset + data.size() > mDisk.capacity) {
             data = data.first(mDisk.capacity > offset ? mDisk.capacity - offset : 0);
-            error = ENOSPC;
+            error = mDisk.error;
         }
         if (!data.empty()) {
             if (mDisk.bytes.size() < offset + data.size()) {
@@ -50,7 +51,7 @@ public:
     }
     int reserve(std::uint64_t offset, std::uint64_t size) override {
         done("reserve");
-        return mDisk.canReserve && offset + size > mDisk.capacity ? ENOSPC : 0;
+        return mDisk.canReserve && offset + size > mDisk.capacity ? mDisk.error : 0;
     }
     int truncate(std::uint64_t size) override {
         mDisk.bytes.resize(size);
