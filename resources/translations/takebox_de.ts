@@ -1237,6 +1237,10 @@ Bitte prüfen Sie die Aufnahme-Einstellungen und versuchen Sie es noch einmal.</
         <source>The FireWire socket is ready.</source>
         <translation>Der FireWire-Anschluss ist bereit.</translation>
     </message>
+    <message>
+        <source>%1 is connected, but sends a signal that cannot be recorded, such as HDV. Switch its output to DV.</source>
+        <translation>%1 ist angeschlossen, sendet aber ein Signal, das nicht aufgezeichnet werden kann, etwa HDV. Stellen Sie den Ausgang auf DV.</translation>
+    </message>
 </context>
 <context>
     <name>takebox::RecordRun</name>
@@ -1477,6 +1481,22 @@ Was auf dem Datenträger angekommen ist, kann zu vollständigen Filmen gemacht w
     <message>
         <source>What the recording lacks, by its time code:</source>
         <translation>Was der Aufnahme fehlt, nach Timecode:</translation>
+    </message>
+    <message>
+        <source>The deck sends a signal that cannot be recorded, such as HDV. Switch its output to DV.</source>
+        <translation>Das Deck sendet ein Signal, das nicht aufgezeichnet werden kann, etwa HDV. Stellen Sie seinen Ausgang auf DV.</translation>
+    </message>
+    <message>
+        <source>Another receiver uses the deck&apos;s channel. Quit other programs that receive DV, or connect the other deck to a card of its own.</source>
+        <translation>Ein anderer Empfänger belegt den Kanal des Decks. Beenden Sie andere Programme, die DV empfangen, oder schließen Sie das andere Deck an eine eigene Karte an.</translation>
+    </message>
+    <message>
+        <source>The deck accepts no connection. Switch it off and on, or unplug its FireWire cable and plug it in again.</source>
+        <translation>Das Deck nimmt keine Verbindung an. Schalten Sie es aus und ein, oder ziehen Sie sein FireWire-Kabel ab und stecken Sie es wieder an.</translation>
+    </message>
+    <message>
+        <source>The deck cannot be received. Unplug its FireWire cable and plug it in again; the log has the reason.</source>
+        <translation>Das Deck kann nicht empfangen werden. Ziehen Sie sein FireWire-Kabel ab und stecken Sie es wieder an; der Grund steht im Protokoll.</translation>
     </message>
 </context>
 </TS>

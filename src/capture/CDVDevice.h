@@ -121,6 +121,10 @@ public:
     [[nodiscard]] bool hasStream() const { return mCaptureStream != nullptr; }
     /// What the device answered when it was last opened: 0 or an errno value.
     [[nodiscard]] int openError() const { return mOpenError; }
+    /// What keeps the stream from receiving; kNone without a stream.
+    [[nodiscard]] avc::StreamProblem streamProblem() const {
+        return mCaptureStream ? mCaptureStream->problem() : avc::StreamProblem::kNone;
+    }
     /// The device's file where it has one, such as "/dev/fw1".
     [[nodiscard]] QString deviceFile() const;
     /// Opens a device again that could not be opened; does nothing to one that has its stream.

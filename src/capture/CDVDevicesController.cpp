@@ -133,6 +133,18 @@ void CDVDevicesController::updateDeviceWindows() {
     }
 }
 
+QStringList CDVDevicesController::unusableDeviceNames() {
+    QStringList names;
+    const int count = gAVCDeviceController ? gAVCDeviceController->deviceCount() : 0;
+    for (int i = 0; i < count; ++i) {
+        const avc::AVCDevice* record = gAVCDeviceController->deviceAtIndex(i);
+        if (record != nullptr && record->isAttached() && !filterDevice(*record)) {
+            names << QString::fromUtf8(record->deviceName());
+        }
+    }
+    return names;
+}
+
 std::shared_ptr<DeviceWindowController> CDVDevicesController::makeEntry(
     const avc::AVCDevice& record, std::int32_t index) {
     auto device = CDVDevice::initWithGUID(record.guid());

@@ -2,6 +2,7 @@
 
 #include <QRect>
 #include <QString>
+#include <QStringList>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -75,6 +76,8 @@ public:
         return static_cast<std::int32_t>(mDeviceWindowControllers.size());
     }
     [[nodiscard]] bool hasDVDevice() const { return !mDeviceWindowControllers.empty(); }
+    /// Names of devices that are connected but send what cannot be recorded.
+    [[nodiscard]] static QStringList unusableDeviceNames();
     /// Null outside the list.
     [[nodiscard]] std::shared_ptr<DeviceWindowController> deviceWindowControllerAtIndex(
         std::int32_t index) const;

@@ -32,6 +32,7 @@ public:
         return mDevice.startResult;
     }
     void stop() override { mDevice.mIsStreaming = false; }
+    [[nodiscard]] avc::StreamProblem problem() const override { return mDevice.streamProblem; }
 
 private:
     FakeDevice& mDevice;

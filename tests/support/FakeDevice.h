@@ -22,6 +22,7 @@ public:
     bool hasReceiver = true;
     int startResult = 0;
     int tapeResult = 0;
+    avc::StreamProblem streamProblem = avc::StreamProblem::kNone;
     void setName(std::string_view name) { setDeviceName(name); }
     void setFile(const char* path) { setDeviceFile(path); }
     void attach(bool attached) { setAttached(attached); }

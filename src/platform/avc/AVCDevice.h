@@ -71,6 +71,15 @@ struct DVReceiverParameters {
     std::uint32_t frameBuffers = 4;  ///< buffers that the frames take turns in
 };
 
+/// Why a stream that runs has no frames.
+enum class StreamProblem : std::uint8_t {
+    kNone,          ///< nothing is known to be wrong: the device sends nothing, or all is well
+    kOtherSignal,   ///< it sends another format than DV at 25 Mbit/s, such as HDV
+    kChannelInUse,  ///< another receiver on this card has its channel
+    kRefused,       ///< it accepts no connection, and nothing comes without one
+    kNotReceived,   ///< reception could not be opened
+};
+
 /// The DV stream of one device. Main thread. Owns one receive thread from start() to stop(), which
 /// calls the frame and message callbacks and nothing else of the program. After stop() returns they
 /// are never called again.
@@ -85,6 +94,8 @@ public:
     [[nodiscard]] virtual int start() = 0;
     /// Idempotent; joins the receive thread. Never waits for the device.
     virtual void stop() = 0;
+    /// What keeps it from receiving now.
+    [[nodiscard]] virtual StreamProblem problem() const { return StreamProblem::kNone; }
 };
 
 /// Result of a tape command, delivered exactly once on the main thread, at once or later (even

@@ -5,6 +5,7 @@
 
 #include "FireWireAccess.h"
 #include "MainMenu.h"
+#include "capture/CDVDevicesController.h"
 #include "display/widgets/Icons.h"
 #include "ui_NoDeviceWindow.h"
 
@@ -62,6 +63,13 @@ void NoDeviceWindow::showAccess() {
             text = tr("The FireWire socket is ready.");
             isGood = true;
             break;
+    }
+    const QStringList unusable = CDVDevicesController::unusableDeviceNames();
+    if (!unusable.isEmpty()) {
+        text = tr("%1 is connected, but sends a signal that cannot be recorded, such as HDV. "
+                  "Switch its output to DV.")
+                   .arg(unusable.join(QStringLiteral(", ")));
+        isGood = false;
     }
     mUi->accessLabel->setText(text);
     mUi->accessIconLabel->setPixmap(

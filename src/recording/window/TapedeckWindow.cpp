@@ -344,7 +344,26 @@ void TapedeckWindow::checkSignal() {
 
 QString TapedeckWindow::whyNoSignal(const CDVDevice& device) {
     if (device.hasStream()) {
-        return tr("Press Play on the deck, or check its input.");
+        switch (device.streamProblem()) {
+            case avc::StreamProblem::kNone:
+                return tr("Press Play on the deck, or check its input.");
+            case avc::StreamProblem::kOtherSignal:
+                return tr(
+                    "The deck sends a signal that cannot be recorded, such as HDV. Switch "
+                    "its output to DV.");
+            case avc::StreamProblem::kChannelInUse:
+                return tr(
+                    "Another receiver uses the deck's channel. Quit other programs that "
+                    "receive DV, or connect the other deck to a card of its own.");
+            case avc::StreamProblem::kRefused:
+                return tr(
+                    "The deck accepts no connection. Switch it off and on, or unplug its "
+                    "FireWire cable and plug it in again.");
+            case avc::StreamProblem::kNotReceived:
+                return tr(
+                    "The deck cannot be received. Unplug its FireWire cable and plug it in "
+                    "again; the log has the reason.");
+        }
     }
     if (device.openError() == EACCES || device.openError() == EPERM) {
         return tr("No permission to use %1 (%2). Add yourself to the group video or install the "

@@ -73,8 +73,10 @@ TEST_F(FirewireCapture, aDeviceThatRefusesConnectionsIsHeardOnTheBroadcastChanne
     const auto capture = startCapture(kGuidA);
     ASSERT_NE(capture, nullptr);
     EXPECT_TRUE(waitUntil([&] { return log.containsText("does not accept a connection"); }));
+    EXPECT_TRUE(waitUntil([&] { return capture->problem() == avc::StreamProblem::kRefused; }));
     firewire("set " + kA + " broadcast=yes");
     EXPECT_TRUE(waitUntil([&] { return capture->frameCount() >= 10; }));
+    EXPECT_EQ(capture->problem(), avc::StreamProblem::kNone);
 }
 
 TEST_F(FirewireCapture, refusedBandwidthIsLoggedAndDoneWithout) {
@@ -93,8 +95,10 @@ TEST_F(FirewireCapture, aChannelInUseIsToldAndTriedAgain) {
     const auto capture = startCapture(kGuidA);
     ASSERT_NE(capture, nullptr);
     EXPECT_TRUE(waitUntil([&] { return log.containsText("channel 63 is in use on this card"); }));
+    EXPECT_EQ(capture->problem(), avc::StreamProblem::kChannelInUse);
     firewire("free 0 63");
     EXPECT_TRUE(waitUntil([&] { return capture->frameCount() >= 10; }));
+    EXPECT_EQ(capture->problem(), avc::StreamProblem::kNone);
     EXPECT_EQ(log.count("Nordlicht DV-100 cannot be received: channel 63 is in use on this card"),
               1);
 }

@@ -1,4 +1,5 @@
 #include <QElapsedTimer>
+#include <algorithm>
 #include <cerrno>
 
 #include "FirewireStack.h"
@@ -212,12 +213,23 @@ TEST_F(FirewireDevices, aTapeThatGoesOverToAnotherFormatKeepsItsDevice) {
     Capture capture(*device);
     ASSERT_EQ(capture.start(), 0);
     EXPECT_TRUE(waitUntil([&] { return capture.frameCount() > 2; }));
+    const auto timesTold = [&] {
+        const auto lines = log.lines();
+        return std::count_if(lines.begin(), lines.end(), [](const std::string& line) {
+            return line.find("nothing can be recorded") != std::string::npos;
+        });
+    };
     firewire("set " + std::string(kDeckA) + " format=hdv");
-    EXPECT_TRUE(waitUntil([&] { return log.containsText("nothing can be recorded"); }));
+    EXPECT_TRUE(waitUntil([&] { return timesTold() == 1; }));
+    EXPECT_EQ(capture.problem(), avc::StreamProblem::kOtherSignal);
     const std::size_t reached = capture.frameCount();
     firewire("set " + std::string(kDeckA) + " format=dv");
     EXPECT_TRUE(waitUntil([&] { return capture.frameCount() > reached + 2; }));
+    EXPECT_EQ(capture.problem(), avc::StreamProblem::kNone);
     EXPECT_TRUE(device->isDVTapeDevice());
+    firewire("set " + std::string(kDeckA) + " format=sdl");
+    EXPECT_TRUE(waitUntil([&] { return timesTold() == 2; })) << "told at each change";
+    EXPECT_EQ(capture.problem(), avc::StreamProblem::kOtherSignal);
 }
 
 TEST_F(FirewireDevices, oneThatGoesAndComesBackKeepsItsRecord) {

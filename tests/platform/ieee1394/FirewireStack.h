@@ -54,6 +54,7 @@ public:
     /// Starts the stream again that stop() has stopped.
     int startAgain() { return mStream->start(); }
 
+    [[nodiscard]] avc::StreamProblem problem() const { return mStream->problem(); }
     [[nodiscard]] std::vector<DVFrame> frames() const;
     [[nodiscard]] std::size_t frameCount() const;
     /// Frame messages in order: "0012".

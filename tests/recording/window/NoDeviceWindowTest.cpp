@@ -7,7 +7,9 @@
 #include <QTemporaryDir>
 
 #include "WindowFixture.h"
+#include "capture/AVCGlobals.h"
 #include "display/widgets/Resources.h"
+#include "support/FakeDevice.h"
 #include "support/Files.h"
 
 namespace takebox {
@@ -27,6 +29,29 @@ TEST(NoDeviceWindow, saysWhatTheSocketIsLikeAndFollowsIt) {
     EXPECT_TRUE(test::waitUntil([&window] {
         return accessText(window) == QStringLiteral("The FireWire socket is ready.");
     }));
+}
+
+TEST(NoDeviceWindow, namesADeviceWhoseSignalCannotBeRecorded) {
+    loadResources();
+    auto fake = std::make_unique<test::FakeDevice>(1);
+    fake->setName("Camcorder HD");
+    fake->setCapabilities(false, false);
+    std::vector<std::unique_ptr<avc::AVCDevice>> devices;
+    devices.push_back(std::move(fake));
+    avc::CreateAVCDeviceController(gAVCDeviceController, test::fakeBackends(std::move(devices)),
+                                   nullptr, nullptr);
+    test::CountingCommands commands;
+    const QTemporaryDir sockets;
+    {
+        NoDeviceWindow window(commands, sockets.path());
+        EXPECT_TRUE(
+            accessText(window).startsWith(QStringLiteral("Camcorder HD is connected, but")));
+        static_cast<test::FakeDevice*>(gAVCDeviceController->deviceAtIndex(0))->attach(false);
+        EXPECT_TRUE(test::waitUntil([&window] {
+            return accessText(window).contains(QStringLiteral("no FireWire socket"));
+        }));
+    }
+    avc::DestroyAVCDeviceController(gAVCDeviceController);
 }
 
 TEST(NoDeviceWindow, hasTheMenusOfTheProgram) {

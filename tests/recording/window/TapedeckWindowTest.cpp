@@ -358,6 +358,22 @@ TEST_F(TapedeckWindowTest, saysWhatToDoForADeckThatMayNotBeOpened) {
     EXPECT_TRUE(test::waitUntil([&] { return preview.notice().isEmpty(); }));
 }
 
+TEST_F(TapedeckWindowTest, saysWhatKeepsAStreamFromReceiving) {
+    openWindow();
+    const auto& preview = control<PreviewView>("previewView");
+    const auto says = [&](avc::StreamProblem problem, const char* text) {
+        deck->streamProblem = problem;
+        EXPECT_TRUE(test::waitUntil([&] {
+            return preview.accessibleDescription().contains(QLatin1String(text));
+        })) << qPrintable(preview.accessibleDescription());
+    };
+    says(avc::StreamProblem::kNone, "Press Play on the deck");
+    says(avc::StreamProblem::kOtherSignal, "a signal that cannot be recorded, such as HDV");
+    says(avc::StreamProblem::kChannelInUse, "Another receiver uses the deck's channel");
+    says(avc::StreamProblem::kRefused, "The deck accepts no connection");
+    says(avc::StreamProblem::kNotReceived, "The deck cannot be received");
+}
+
 TEST_F(TapedeckWindowTest, saysWhatToLookAtWhenADeckCannotBeOpened) {
     openResult = EBUSY;
     openWindow();

@@ -29,6 +29,7 @@ public:
     void forget() { mConnection = {}; }
 
     [[nodiscard]] bool isConnected() const { return mConnection.channel >= 0; }
+    [[nodiscard]] bool isBroadcast() const { return mIsBroadcast; }
     [[nodiscard]] int channel() const { return mConnection.channel; }
 
 private:

@@ -253,7 +253,8 @@ void DeviceWorker::connectStream(bool isReconnection) {
 
 void DeviceWorker::publishTarget() {
     StreamTarget target;
-    target.channel = static_cast<std::uint16_t>(mConnection.channel());
+    target.channel = static_cast<std::uint8_t>(mConnection.channel());
+    target.isRefused = mConnection.isBroadcast();
     target.card = static_cast<std::uint16_t>(mWatch.info().card);
     target.number = static_cast<std::uint16_t>(mNumber);
     target.serial = mSerial;

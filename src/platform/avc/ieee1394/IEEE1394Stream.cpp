@@ -90,6 +90,8 @@ void IEEE1394Stream::receive(const std::stop_token& stop) {
     mMode = kNoMode;
     mOtherMode = 0;
     mHasFrames = false;
+    mIsFormatTold = false;
+    mProblem = StreamProblem::kNone;
     while (!stop.stop_requested()) {
         mNow = monotonicMilliseconds();
         followTarget();
@@ -128,6 +130,7 @@ void IEEE1394Stream::openBus() {
         mQuietUntil = 0;
         mIsRestarted = mLastData != 0;
         mLastError = 0;
+        mProblem = mTarget.isRefused ? StreamProblem::kRefused : StreamProblem::kNone;
         return;
     }
     closeBus();
@@ -135,6 +138,7 @@ void IEEE1394Stream::openBus() {
     // Of a device that is gone, the control thread tells.
     if (error != mLastError && error != ENODEV) {
         mLastError = error;
+        mProblem = error == EBUSY ? StreamProblem::kChannelInUse : StreamProblem::kNotReceived;
         if (error == EBUSY) {
             logFromReceiveThread("%s cannot be received: channel %d is in use on this card",
                                  mName.c_str(), mTarget.channel);
@@ -236,6 +240,7 @@ void IEEE1394Stream::isoPacket(std::span<const std::uint8_t> packet, unsigned cy
         case DVFrameAssembler::Packet::kNotDV:
             if (++mNotDV > kNotDVMax && !mIsFormatTold) {
                 mIsFormatTold = true;
+                mProblem = StreamProblem::kOtherSignal;
                 logFromReceiveThread("%s does not send DV at 25 Mbit/s: nothing can be recorded",
                                      mName.c_str());
                 // A tape that goes over to another format may come back to DV.
@@ -274,6 +279,10 @@ void IEEE1394Stream::dataArrived() {
     mHasData = true;
     mForeignOnly = 0;
     mNotDV = 0;
+    mIsFormatTold = false;
+    if (mProblem.load(std::memory_order_relaxed) != StreamProblem::kNone) {
+        mProblem = StreamProblem::kNone;
+    }
     if (mIsSilenceTold) {
         tell(kStreamResumed, limited(mNow - mLastData), 0);
     } else if (mIsRestarted) {

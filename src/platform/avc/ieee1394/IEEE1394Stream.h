@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -26,6 +27,7 @@ public:
 
     [[nodiscard]] int start() override;
     void stop() override;
+    [[nodiscard]] StreamProblem problem() const override { return mProblem; }
 
 private:
     // Receive thread.
@@ -74,7 +76,9 @@ private:
     bool mHasAsked = false;          ///< for the node number, in this turn
     bool mIsSilenceTold = false;     ///< the gap under way is counted
     bool mIsRestarted = false;       ///< reception was opened anew since the last data
-    bool mIsFormatTold = false;
+    bool mIsFormatTold = false;      ///< since the last DV packet
+
+    std::atomic<StreamProblem> mProblem{StreamProblem::kNone};  ///< written by the receive thread
 
     std::jthread mThread;
 };

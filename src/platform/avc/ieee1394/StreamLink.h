@@ -20,9 +20,10 @@ inline std::int64_t monotonicMilliseconds() {
 
 /// Where a receive thread finds its device. Fits one atomic word.
 struct StreamTarget {
-    static constexpr std::uint16_t kNoChannel = 0xFF;
+    static constexpr std::uint8_t kNoChannel = 0xFF;
 
-    std::uint16_t channel = kNoChannel;
+    std::uint8_t channel = kNoChannel;
+    bool isRefused = false;  ///< the device accepted no connection; the channel is a guess
     std::uint16_t card = 0;
     std::uint16_t number = 0;  ///< N of /dev/fwN
     std::uint16_t serial = 0;  ///< another one: start reception anew
