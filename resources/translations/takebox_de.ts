@@ -445,6 +445,22 @@
         <source>%1 frames on the way from the device</source>
         <translation>%1 Bilder auf dem Weg vom Gerät</translation>
     </message>
+    <message>
+        <source>There is no such folder: create it or choose another one.</source>
+        <translation>Diesen Ordner gibt es nicht: Legen Sie ihn an oder wählen Sie einen anderen.</translation>
+    </message>
+    <message>
+        <source>The disk is write-protected: mount it for writing or choose another one.</source>
+        <translation>Die Festplatte ist schreibgeschützt: Hängen Sie sie zum Schreiben ein oder wählen Sie eine andere.</translation>
+    </message>
+    <message>
+        <source>The disk does not work as it should: check its cable, look into the system&apos;s log, and record to another one.</source>
+        <translation>Die Festplatte arbeitet nicht, wie sie sollte: Prüfen Sie ihr Kabel, sehen Sie ins Systemprotokoll, und zeichnen Sie auf eine andere auf.</translation>
+    </message>
+    <message>
+        <source>Choose another folder or another disk.</source>
+        <translation>Wählen Sie einen anderen Ordner oder eine andere Festplatte.</translation>
+    </message>
 </context>
 <context>
     <name>ScheduleOverview</name>

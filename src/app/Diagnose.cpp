@@ -7,13 +7,12 @@
 #include <QDBusConnectionInterface>
 #include <QFile>
 #include <QObject>
-#include <QTemporaryFile>
 #include <cerrno>
 #include <chrono>
+#include <cstdlib>
 #include <cstring>
 #include <vector>
 
-#include "platform/avc/ieee1394/Diagnosis.h"
 #include "platform/log/Log.h"
 
 namespace takebox {
@@ -28,39 +27,10 @@ std::string utf8(const QString& text) {
     return text.toStdString();
 }
 
-avc::DiagnosisLine diagnoseDisk(const QString& folder) {
-    avc::DiagnosisLine line{utf8(QObject::tr("Disk at %1").arg(folder)), {}, {}};
-    QTemporaryFile file(folder + QStringLiteral("/takebox-XXXXXX"));
-    if (!file.open()) {
-        line.finding = utf8(QObject::tr("cannot be written: %1").arg(file.errorString()));
-        line.advice = utf8(QObject::tr("Choose a folder that you may write into."));
-        return line;
-    }
-    const std::vector<char> block(kBlock, '\x5A');
-    const auto begin = std::chrono::steady_clock::now();
-    qint64 written = 0;
-    while (std::chrono::steady_clock::now() - begin < kDiskTime) {
-        if (::write(file.handle(), block.data(), block.size()) !=
-            static_cast<ssize_t>(block.size())) {
-            line.finding = utf8(
-                QObject::tr("cannot be written: %1").arg(QString::fromLocal8Bit(strerror(errno))));
-            line.advice = utf8(QObject::tr("Make room on the disk or choose another one."));
-            return line;
-        }
-        written += static_cast<qint64>(block.size());
-        // What the system only remembers is not on the disk.
-        static_cast<void>(::fdatasync(file.handle()));
-    }
-    const std::chrono::duration<double> time = std::chrono::steady_clock::now() - begin;
-    const double rate = static_cast<double>(written) / time.count();
-    const int decks = static_cast<int>(rate / kDeckRate);
-    line.finding = utf8(QObject::tr("writes %1 MB a second, enough for %2 decks")
-                            .arg(rate / 1e6, 0, 'f', 0)
-                            .arg(decks));
-    if (decks == 0) {
-        line.advice = utf8(QObject::tr("Record to a faster disk, or one kind of movie only."));
-    }
-    return line;
+avc::DiagnosisLine diskThatCannotBeWritten(const std::string& topic, int error) {
+    return {topic,
+            utf8(QObject::tr("cannot be written: %1").arg(QString::fromLocal8Bit(strerror(error)))),
+            utf8(adviceOnDisk(error))};
 }
 
 avc::DiagnosisLine diagnoseAnnouncement() {
@@ -85,6 +55,66 @@ avc::DiagnosisLine diagnoseSessionBus() {
 }
 
 }  // namespace
+
+QString adviceOnDisk(int error) {
+    switch (error) {
+        case ENOENT:
+        case ENOTDIR:
+            return QObject::tr("There is no such folder: create it or choose another one.");
+        case EACCES:
+        case EPERM:
+            return QObject::tr("Choose a folder that you may write into.");
+        case EROFS:
+            return QObject::tr(
+                "The disk is write-protected: mount it for writing or choose another "
+                "one.");
+        case ENOSPC:
+        case EDQUOT:
+            return QObject::tr("Make room on the disk or choose another one.");
+        case EIO:
+            return QObject::tr(
+                "The disk does not work as it should: check its cable, look into the "
+                "system's log, and record to another one.");
+        default:
+            return QObject::tr("Choose another folder or another disk.");
+    }
+}
+
+avc::DiagnosisLine diagnoseDisk(const QString& folder) {
+    avc::DiagnosisLine line{utf8(QObject::tr("Disk at %1").arg(folder)), {}, {}};
+    QByteArray path = QFile::encodeName(folder + QStringLiteral("/takebox-XXXXXX"));
+    const int descriptor = ::mkostemp(path.data(), O_CLOEXEC);
+    if (descriptor < 0) {
+        return diskThatCannotBeWritten(line.topic, errno);
+    }
+    ::unlink(path.constData());
+    QFile file;
+    static_cast<void>(file.open(descriptor, QIODevice::WriteOnly, QFile::AutoCloseHandle));
+    const std::vector<char> block(kBlock, '\x5A');
+    const auto begin = std::chrono::steady_clock::now();
+    qint64 written = 0;
+    while (std::chrono::steady_clock::now() - begin < kDiskTime) {
+        const ssize_t result = ::write(descriptor, block.data(), block.size());
+        if (result != static_cast<ssize_t>(block.size())) {
+            return diskThatCannotBeWritten(line.topic, result < 0 ? errno : ENOSPC);
+        }
+        written += static_cast<qint64>(block.size());
+        // What the system only remembers is not on the disk.
+        if (::fdatasync(descriptor) != 0 && errno != EINVAL && errno != EROFS) {
+            return diskThatCannotBeWritten(line.topic, errno);
+        }
+    }
+    const std::chrono::duration<double> time = std::chrono::steady_clock::now() - begin;
+    const double rate = static_cast<double>(written) / time.count();
+    const int decks = static_cast<int>(rate / kDeckRate);
+    line.finding = utf8(QObject::tr("writes %1 MB a second, enough for %2 decks")
+                            .arg(rate / 1e6, 0, 'f', 0)
+                            .arg(decks));
+    if (decks == 0) {
+        line.advice = utf8(QObject::tr("Record to a faster disk, or one kind of movie only."));
+    }
+    return line;
+}
 
 int runDiagnose(const QString& folder) {
     std::vector<avc::DiagnosisLine> lines = avc::diagnoseFireWire();

@@ -2,7 +2,14 @@
 
 #include <QString>
 
+#include "platform/avc/ieee1394/Diagnosis.h"
+
 namespace takebox {
+
+/// Measures a disk by writing to it for a moment.
+[[nodiscard]] avc::DiagnosisLine diagnoseDisk(const QString& folder);
+/// What to do when a disk cannot be written, by an errno value.
+[[nodiscard]] QString adviceOnDisk(int error);
 
 /// `takebox --diagnose [--to DIR]`: tells what the recorder finds on this machine, one finding a
 /// line with what to do about it. Needs a QCoreApplication.

@@ -8,6 +8,7 @@
 #include <sys/utsname.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cinttypes>
@@ -30,9 +31,26 @@ namespace {
 using Lines = std::vector<DiagnosisLine>;
 using Udev = std::unique_ptr<udev, decltype(&udev_unref)>;
 
+struct Advice {
+    int error;
+    const char* text;
+};
+
 constexpr const char* kPermissionAdvice =
     "Add yourself to the group video and log in again, or install the udev rule "
     "60-takebox.rules and plug the device in again.";
+constexpr const char* kGoneAdvice = "Plug the device in again.";
+constexpr const char* kFilesAdvice =
+    "Too many files are open: quit other programs, or raise the limit (ulimit -n 4096).";
+constexpr std::array kAdviceOnOpening{
+    Advice{EACCES, kPermissionAdvice},
+    Advice{EPERM, kPermissionAdvice},
+    Advice{ENOENT, kGoneAdvice},
+    Advice{ENODEV, kGoneAdvice},
+    Advice{EBUSY, "Quit the other program that uses the device."},
+    Advice{EMFILE, kFilesAdvice},
+    Advice{ENFILE, kFilesAdvice},
+};
 
 template <typename... Values>
 std::string text(const char* format, Values... values) {
@@ -136,14 +154,6 @@ bool isRefusal(int error) {
     return error == EACCES || error == EPERM;
 }
 
-/// What to do when a device's file could not be opened.
-std::string adviceAfter(int error) {
-    if (error == 0) {
-        return "";
-    }
-    return isRefusal(error) ? kPermissionAdvice : "Plug the device in again.";
-}
-
 /// @return 0 or the errno value of opening the file.
 int diagnoseDeviceFile(const BusNode& node, Lines& lines) {
     const std::string path = text("/dev/fw%d", node.number);
@@ -156,7 +166,7 @@ int diagnoseDeviceFile(const BusNode& node, Lines& lines) {
     NodeWatch file;
     const int error = file.open(node.number);
     // Of a card's own file only the program's rights are of no account.
-    const std::string advice = node.isLocal && isRefusal(error) ? "" : adviceAfter(error);
+    const std::string advice = node.isLocal && isRefusal(error) ? "" : adviceAfterOpening(error);
     lines.push_back(
         {"Device file " + path,
          owners + (error == 0 ? ", can be opened"
@@ -172,12 +182,13 @@ void diagnoseDevice(const BusNode& node, int error, Lines& lines) {
         lines.push_back({topic, guid + ", not a DV device", ""});
         return;
     }
-    NodeWatch watch;
-    if (error == 0) {
-        error = watch.open(node.number);
+    if (error != 0) {  // the line of its file has the advice
+        lines.push_back({topic, guid + ", could not be asked", ""});
+        return;
     }
-    if (error != 0) {
-        lines.push_back({topic, guid + ", could not be asked", adviceAfter(error)});
+    NodeWatch watch;
+    if (const int now = watch.open(node.number); now != 0) {
+        lines.push_back({topic, guid + ", could not be asked", adviceAfterOpening(now)});
         return;
     }
     ProbeHints hints;
@@ -214,6 +225,18 @@ void diagnoseScheduling(Lines& lines) {
 }
 
 }  // namespace
+
+std::string adviceAfterOpening(int error) {
+    if (error == 0) {
+        return "";
+    }
+    const auto* const found =
+        std::find_if(kAdviceOnOpening.begin(), kAdviceOnOpening.end(),
+                     [error](const Advice& advice) { return advice.error == error; });
+    return found != kAdviceOnOpening.end()
+               ? found->text
+               : "Plug the device in again; if that does not help, restart the computer.";
+}
 
 std::vector<DiagnosisLine> diagnoseFireWire() {
     Lines lines;

@@ -18,4 +18,7 @@ struct DiagnosisLine {
 /// does not answer. Not to be called while a backend of this process receives.
 [[nodiscard]] std::vector<DiagnosisLine> diagnoseFireWire();
 
+/// What to do when a device's file could not be opened: for an errno value, empty for 0.
+[[nodiscard]] std::string adviceAfterOpening(int error);
+
 }  // namespace takebox::avc
