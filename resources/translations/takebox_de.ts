@@ -1145,6 +1145,16 @@ Bitte prüfen Sie die Aufnahme-Einstellungen und versuchen Sie es noch einmal.</
         <source>, </source>
         <translation>, </translation>
     </message>
+    <message>
+        <source>Recording cut off!</source>
+        <translation>Aufzeichnung abgebrochen!</translation>
+    </message>
+    <message>
+        <source>%1 was disconnected, or does not send DV any more, while it recorded “%2”.
+Received until then: %3, %4 frames, %5 lost. Check its cable and power, then start a new recording.</source>
+        <translation>%1 wurde getrennt oder sendet kein DV mehr, während „%2“ aufgezeichnet wurde.
+Bis dahin empfangen: %3, %4 Bilder, %5 verloren. Prüfen Sie Kabel und Strom und starten Sie dann eine neue Aufzeichnung.</translation>
+    </message>
 </context>
 <context>
     <name>takebox::CSchedulingWindowController</name>

@@ -235,11 +235,8 @@ void CDVDevice::receiverMessage(std::uint32_t message, std::uint32_t parameter1,
                                    currentTimeCode().counter());
         });
     } else if (message == avc::kStreamResumed) {
-        whileRecording([&] {
-            if (const std::uint32_t frames = framesOfGap(); frames != 0) {
-                mTally->framesNotReceived(frames, currentTimeCode().counter());
-            }
-        });
+        whileRecording(
+            [&] { mTally->framesNotReceived(framesOfGap(), currentTimeCode().counter()); });
     }
 }
 
@@ -302,14 +299,20 @@ void CDVDevice::DVReceiverMessageReceivedProc(std::uint32_t message, std::uint32
 std::int32_t CDVDevice::MyAVCDeviceMessageNotification(avc::AVCDevice* /*device*/,
                                                        std::uint32_t message,
                                                        std::int32_t /*parameter*/, void* refCon) {
-    auto* device = static_cast<CDVDevice*>(refCon);
-    if (message == avc::kDeviceCloseRequest && device->isRecording()) {
-        device->stopRecording(false);
-        if (device->mDelegate != nullptr) {
-            device->mDelegate->deviceDidStopRecording();
-        }
+    if (message == avc::kDeviceCloseRequest) {
+        static_cast<CDVDevice*>(refCon)->cutOffRecording();
     }
     return 0;
+}
+
+void CDVDevice::cutOffRecording() {
+    if (!isRecording()) {
+        return;
+    }
+    stopRecording(false);
+    if (mDelegate != nullptr) {
+        mDelegate->deviceDidStopRecording();
+    }
 }
 
 std::int16_t CDVDevice::startRecordingWithPreAllocationDuration(double /*duration*/,

@@ -74,6 +74,8 @@ public:
     /// Ends the recording; its writers go on in the background until all is on the disk.
     /// @param stopTape also stop the tape deck. @return always 0.
     std::int16_t stopRecording(bool stopTape);
+    /// Ends a recording whose device is gone or no use any more, and tells the delegate.
+    void cutOffRecording();
     /// Holds or goes on; without a recording it is never paused.
     void pauseRecording(bool pause);
 

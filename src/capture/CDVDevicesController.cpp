@@ -6,8 +6,15 @@
 
 namespace takebox {
 namespace {
+
 constexpr double kListUpdateInterval = 1.0;  // seconds
+
+void letGo(const std::shared_ptr<DeviceWindowController>& entry) {
+    entry->device()->cutOffRecording();
+    entry->stopUpdates();
 }
+
+}  // namespace
 
 std::unique_ptr<CDVDevicesController> gDVDevicesController;
 
@@ -59,8 +66,7 @@ bool CDVDevicesController::dropDepartedDevices() {
         mDeviceWindowControllers.begin(), mDeviceWindowControllers.end(),
         [this](const auto& entry) { return !mDeparted.contains(entry->device()->deviceGUID()); });
     const bool isAny = firstDeparted != mDeviceWindowControllers.end();
-    std::for_each(firstDeparted, mDeviceWindowControllers.end(),
-                  [](const auto& entry) { entry->stopUpdates(); });
+    std::for_each(firstDeparted, mDeviceWindowControllers.end(), letGo);
     mDeviceWindowControllers.erase(firstDeparted, mDeviceWindowControllers.end());
     mDeparted.clear();
     return isAny;
@@ -115,7 +121,7 @@ void CDVDevicesController::updateDeviceWindows() {
                 isKnown = true;
                 (isUsable ? entries : dropped).push_back(entry);
                 if (!isUsable) {
-                    entry->stopUpdates();
+                    letGo(entry);
                 }
             }
         }

@@ -38,8 +38,10 @@ void RecordingTally::problemMessage(std::uint32_t frames, std::int32_t timeCode)
 }
 
 void RecordingTally::framesNotReceived(std::uint32_t frames, std::int32_t timeCode) {
-    mNotReceivedFrames.fetch_add(frames, std::memory_order_relaxed);
-    addLoss(LossKind::kNotReceived, timeCode, frames);
+    if (frames != 0) {
+        mNotReceivedFrames.fetch_add(frames, std::memory_order_relaxed);
+        addLoss(LossKind::kNotReceived, timeCode, frames);
+    }
 }
 
 void RecordingTally::addLoss(LossKind kind, std::int32_t timeCode, std::uint32_t frames) {

@@ -269,6 +269,18 @@ void CDVDeviceWindowController::stopButtonPushed() {
 
 void CDVDeviceWindowController::deviceDidStopRecording() {
     showStopped();
+    updateLosses();
+    const QString movie = mCurrentSelfContainedMoviePath.isEmpty() ? mCurrentReferenceMoviePath
+                                                                   : mCurrentSelfContainedMoviePath;
+    const RecordingReport report = _device->recordingReport();
+    mServices.showWarning(
+        tr("Recording cut off!"),
+        tr("%1 was disconnected, or does not send DV any more, while it recorded “%2”.\nReceived "
+           "until then: %3, %4 frames, %5 lost. Check its cable and power, then start a new "
+           "recording.")
+            .arg(deviceName(), QFileInfo(movie).completeBaseName(), _device->recordedTimeCode())
+            .arg(report.receivedFrames())
+            .arg(report.lostFrames()));
 }
 
 void CDVDeviceWindowController::showStopped() {

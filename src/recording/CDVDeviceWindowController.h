@@ -154,6 +154,10 @@ public:
     }
 
     // What the recording that runs, or else the last one, received and lost.
+    /// Whether there is one, since the deck was connected.
+    [[nodiscard]] bool hasRecording() const {
+        return _device && _device->recordingReport().tally != nullptr;
+    }
     [[nodiscard]] qint64 receivedFrames() const;
     [[nodiscard]] qint64 lostFrames() const;
     [[nodiscard]] qint64 problemMessages() const;

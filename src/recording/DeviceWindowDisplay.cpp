@@ -124,7 +124,10 @@ void CDVDeviceWindowController::watchDiskSpace() {
 void CDVDeviceWindowController::updateLosses() {
     mOutlets.lostFramesField.setObjectValue(lostFrames());
     QString shown = losses();
-    shown += QStringLiteral("\n%1 %2").arg(lostFrames()).arg(problemMessages());
+    shown += QStringLiteral("\n%1 %2 %3")
+                 .arg(lostFrames())
+                 .arg(problemMessages())
+                 .arg(hasRecording() ? 1 : 0);
     if (shown != mShownLosses) {
         mShownLosses = shown;
         Q_EMIT lossesChanged();

@@ -188,6 +188,32 @@ TEST_F(CDVDevicesControllerTest, deviceThatLosesItsDVCapabilityIsDropped) {
     EXPECT_EQ(environment.windows[0]->stops, 1);
 }
 
+TEST_F(CDVDevicesControllerTest, recordingOfADeviceThatIsDroppedIsToldAsCutOff) {
+    class Delegate : public CDVDeviceDelegate {
+    public:
+        void setPreviewImage(const QImage& /*image*/) override {}
+        void deviceDidStopRecording() override { ++stops; }
+        int stops = 0;
+    } delegate;
+    makeList(2);
+    const auto first = list->deviceAtIndex(0);
+    const auto second = list->deviceAtIndex(1);
+    for (const auto& device : {first, second}) {
+        device->setDelegate(&delegate);
+        device->startRecordingWithPreAllocationDuration(10, {});
+        ASSERT_TRUE(device->isRecording());
+    }
+    fake(0).setCapabilities(false, false);
+    list->updateDeviceWindows();
+    EXPECT_EQ(delegate.stops, 1) << "it sends no DV any more";
+    EXPECT_FALSE(first->isRecording());
+    attach(1, false);
+    list->updateDeviceWindows();
+    EXPECT_EQ(delegate.stops, 2) << "it is gone";
+    first->setDelegate(nullptr);
+    second->setDelegate(nullptr);
+}
+
 TEST_F(CDVDevicesControllerTest, deviceThatReturnsHasItsPlaceAndANewController) {
     makeList(2);
     attach(0, false);

@@ -106,6 +106,8 @@ class FireWire(RecordingTest):
         bench.command(f"unplug {PAL_DECK:016x}")
         wait_until(lambda: program.ask("COUNT") == "1", "the deck to go")
         self.assertEqual(int(program.ask("GUID 1"), 16), NTSC_DECK)
+        program.wait_for_log("Recording cut off! Deck was disconnected, or does not send DV any "
+                             "more, while it recorded “Pal”")
         bench.command(f"plug {PAL_DECK:016x}")
         wait_until(lambda: program.ask("COUNT") == "2", "the deck to return")
         again = next(index for index in (1, 2)

@@ -99,9 +99,17 @@ TEST_F(CDVDeviceWindowControllerTest, stopSwitchesNoPlayoutAndRunsNoScript) {
 
 TEST_F(CDVDeviceWindowControllerTest, deviceThatEndsItsRecordingItselfIsShownAsStopped) {
     startRecording();
+    send(30);
     icons.clear();
+    EXPECT_THAT(services.warnings, IsEmpty());
     deck().sendDeviceMessage(avc::kDeviceCloseRequest);
     EXPECT_FALSE(device().isRecording());
+    ASSERT_EQ(services.warnings.size(), 1U);
+    EXPECT_EQ(services.warnings[0].first, u"Recording cut off!"_s);
+    for (const QString& part :
+         {controller().deviceName(), u"“Untitled”"_s, u"00:00:01:05, 30 frames, 0 lost"_s}) {
+        EXPECT_TRUE(services.warnings[0].second.contains(part)) << qPrintable(part);
+    }
     EXPECT_TRUE(controller().outlets().recordButton.isEnabled());
     EXPECT_FALSE(controller().outlets().stopButton.isEnabled());
     EXPECT_THAT(icons, ElementsAre("TapedeckStoppedIcon"));

@@ -22,6 +22,9 @@ class FakeServices final : public RecordingServices {
 public:
     [[nodiscard]] Clock& clock() override { return manualClock; }
     std::unique_ptr<DeviceWindow> makeDeviceWindow(CDVDeviceWindowController& controller) override;
+    void showWarning(const QString& title, const QString& message) override {
+        warnings.emplace_back(title, message);
+    }
     void showCriticalAlert(const QString& title, const QString& message) override {
         alerts.emplace_back(title, message);
     }
@@ -31,8 +34,9 @@ public:
     bool recycle(const QString& path) override;
 
     ManualClock manualClock{QDateTime(QDate(2008, 3, 7), QTime(9, 5, 2, 500))};
-    std::vector<std::pair<QString, QString>> alerts;  ///< title and message
-    std::vector<std::pair<QString, bool>> switched;   ///< address and what it was told
+    std::vector<std::pair<QString, QString>> alerts;
+    std::vector<std::pair<QString, QString>> warnings;  ///< title and message
+    std::vector<std::pair<QString, bool>> switched;     ///< address and what it was told
     std::int32_t switchResult = 0;
     std::function<void()> whenSwitched = [] {};
     QStringList actions;

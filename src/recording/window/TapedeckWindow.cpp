@@ -317,10 +317,15 @@ void TapedeckWindow::showLosses() {
     const qint64 frames = mController.lostFrames();
     const qint64 messages = mController.problemMessages();
     const bool isQuiet = frames == 0 && messages == 0;
-    mUi->lostFramesField->setText(
-        messages == 0
-            ? tr("%1 frames lost").arg(frames)
-            : tr("%1 frames lost, %2 problems on the way from the deck").arg(frames).arg(messages));
+    // A deck that has come back knows nothing of the recording that its absence cut off.
+    QString text;
+    if (mController.hasRecording()) {
+        text = messages == 0 ? tr("%1 frames lost").arg(frames)
+                             : tr("%1 frames lost, %2 problems on the way from the deck")
+                                   .arg(frames)
+                                   .arg(messages);
+    }
+    mUi->lostFramesField->setText(text);
     mUi->lostFramesField->setPalette(isQuiet ? mUi->monitorPanel->palette()
                                              : paletteOf(kLossColor, Qt::white));
     mUi->lostFramesField->setToolTip(isQuiet ? tr("Frames that the recording lacks")

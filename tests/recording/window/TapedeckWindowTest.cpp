@@ -57,6 +57,8 @@ TEST_F(TapedeckWindowTest, beginsStopped) {
 TEST_F(TapedeckWindowTest, showsLostFramesQuietlyWhileThereAreNone) {
     openWindow();
     const QLabel& field = control<QLabel>("lostFramesField");
+    EXPECT_EQ(field.text(), QString()) << "of a deck that has recorded nothing";
+    click("recordButton");
     EXPECT_EQ(field.text(), QStringLiteral("0 frames lost"));
     EXPECT_EQ(field.palette().color(QPalette::Window),
               control<QWidget>("monitorPanel").palette().color(QPalette::Window));
