@@ -202,7 +202,13 @@ int photograph(Photographer& photographer) {
     AbandonedRecording cutOff;
     cutOff.note.moviePath = u"/srv/ingest/Morning interview.mov"_s;
     interface.offerRecovery({cutOff});
-    photographer.takeNamed(u"recoveryOffer"_s, u"recovery"_s);
+    if (QWidget* offer = Photographer::find(u"recoveryOffer"_s)) {
+        photographer.take(*offer, u"recovery"_s);
+        auto* recover = offer->findChild<QPushButton*>(u"recoverButton"_s);
+        recover->click();
+        (void)test::waitUntil([recover] { return !recover->isVisible(); });
+    }
+    photographer.takeNamed(u"recoveryOffer"_s, u"recovery-result"_s);
     interface.showPreferencePanel();
     photographer.takeNamed(u"preferencesWindow"_s, u"preferences"_s);
     interface.orderFrontStandardAboutPanel();

@@ -7,6 +7,7 @@
 #include <mutex>
 #include <utility>
 
+#include "platform/log/Log.h"
 #include "storage/WriterThreads.h"
 
 namespace takebox {
@@ -37,6 +38,7 @@ struct RecoveryOffer::Work {
                         return !isCancelled;
                     });
                 isWell = isWell && result.isWell();
+                logMessage("Recovery: %s", qUtf8Printable(result.message));
                 const std::lock_guard guard(mutex);
                 messages << result.message;
             }
@@ -66,6 +68,9 @@ RecoveryOffer::RecoveryOffer(std::vector<AbandonedRecording> recordings)
             .arg(names.join(QLatin1Char('\n'))));
     mText.setWordWrap(true);
     mText.setMinimumWidth(kTextWidth);
+    mText.setAlignment(Qt::AlignLeft | Qt::AlignTop);
+    mText.setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+    mTextView.setWidget(&mText);
     mProgress.setRange(0, kProgressSteps);
     mProgress.hide();
     mRecoverButton.setText(tr("&Recover"));
@@ -83,7 +88,7 @@ RecoveryOffer::RecoveryOffer(std::vector<AbandonedRecording> recordings)
     buttons->addWidget(&mCloseButton);
     buttons->addWidget(&mRecoverButton);
     auto* layout = new QVBoxLayout(this);
-    layout->addWidget(&mText);
+    layout->addWidget(&mTextView);
     layout->addWidget(&mProgress);
     layout->addLayout(buttons);
 
@@ -91,6 +96,7 @@ RecoveryOffer::RecoveryOffer(std::vector<AbandonedRecording> recordings)
     connect(&mForgetButton, &QPushButton::clicked, this, &RecoveryOffer::forget);
     connect(&mCloseButton, &QPushButton::clicked, this, &QDialog::close);
     connect(&mTimer, &QTimer::timeout, this, &RecoveryOffer::showProgress);
+    fitToScreen(*this);
 }
 
 RecoveryOffer::~RecoveryOffer() {
@@ -127,11 +133,12 @@ void RecoveryOffer::showProgress() {
 
 void RecoveryOffer::showResult() {
     const std::lock_guard guard(mWork->mutex);
-    mText.setText(mWork->messages.join(QLatin1Char('\n')));
+    mText.setText(mWork->messages.join(QLatin1String("\n\n")));
     mProgress.hide();
     mRecoverButton.hide();
     mForgetButton.hide();
     mCloseButton.setText(tr("&Close"));
+    fitToScreen(*this, pos());
 }
 
 }  // namespace takebox

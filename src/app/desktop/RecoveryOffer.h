@@ -8,6 +8,7 @@
 #include <memory>
 #include <vector>
 
+#include "display/widgets/WindowFit.h"
 #include "recovery/OpenRecordings.h"
 
 namespace takebox {
@@ -34,6 +35,7 @@ private:
     std::vector<AbandonedRecording> mRecordings;
     std::shared_ptr<Work> mWork;  // null before it is begun
     QTimer mTimer;
+    ContentScrollView mTextView;
     QLabel mText;
     QProgressBar mProgress;
     QPushButton mRecoverButton;

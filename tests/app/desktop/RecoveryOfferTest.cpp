@@ -7,12 +7,16 @@
 #include <QFile>
 #include <QLabel>
 #include <QPointer>
+#include <QScreen>
+#include <QScrollArea>
+#include <QScrollBar>
 #include <QTemporaryDir>
 #include <algorithm>
 
 #include "app/desktop/DesktopInterface.h"
 #include "storage/WriterThreads.h"
 #include "support/Files.h"
+#include "support/LogCapture.h"
 #include "support/WaitUntil.h"
 
 namespace takebox {
@@ -29,6 +33,26 @@ struct RecoveryOfferTest : ::testing::Test {
     }
     ~RecoveryOfferTest() override { WriterThreads::waitUntilFinished(); }
 
+    /// That many recordings, with movies that do not exist.
+    [[nodiscard]] std::vector<AbandonedRecording> recordings(int count) const {
+        std::vector<AbandonedRecording> made;
+        for (int i = 0; i < count; ++i) {
+            made.push_back(recording);
+            made.back().note.moviePath = folder.filePath(
+                QStringLiteral(
+                    "An interview with a name as long as names of interviews may be %1.mov")
+                    .arg(i));
+        }
+        return made;
+    }
+    static void recover(RecoveryOffer& offer) {
+        offer.setAttribute(Qt::WA_DeleteOnClose, false);
+        offer.show();
+        offer.findChild<QPushButton*>(QStringLiteral("recoverButton"))->click();
+        EXPECT_TRUE(test::waitUntil(
+            [&] { return textOf(offer).contains(QStringLiteral("cannot be read")); }));
+        QCoreApplication::processEvents();
+    }
     static QString textOf(const QDialog& dialog) { return dialog.findChild<QLabel*>()->text(); }
 };
 
@@ -46,14 +70,33 @@ TEST_F(RecoveryOfferTest, namesTheRecordingAndBlocksNothing) {
 }
 
 TEST_F(RecoveryOfferTest, recoversInTheBackgroundAndTellsWhatBecameOfIt) {
+    test::LogCapture log;
     RecoveryOffer offer({recording});
-    offer.setAttribute(Qt::WA_DeleteOnClose, false);
-    offer.show();
-    offer.findChild<QPushButton*>(QStringLiteral("recoverButton"))->click();
-    // There is no such movie.
-    EXPECT_TRUE(
-        test::waitUntil([&] { return textOf(offer).contains(QStringLiteral("cannot be read")); }));
+    recover(offer);  // there is no such movie
     EXPECT_TRUE(QFile::exists(recording.notePath)) << "it is offered again";
+    EXPECT_TRUE(log.containsText("Take.mov cannot be read"));
+}
+
+TEST_F(RecoveryOfferTest, showsTheWholeResult) {
+    RecoveryOffer offer(recordings(10));
+    recover(offer);
+    const auto* const text = offer.findChild<QLabel*>();
+    EXPECT_TRUE(textOf(offer).contains(QStringLiteral("be 9.mov")));
+    EXPECT_GE(text->height(), text->heightForWidth(text->width()));
+    EXPECT_TRUE(offer.rect().contains(QRect(text->mapTo(&offer, QPoint()), text->size())));
+}
+
+TEST_F(RecoveryOfferTest, scrollsWhatTheScreenHasNoRoomFor) {
+    RecoveryOffer offer(recordings(60));
+    EXPECT_TRUE(offer.screen()->availableGeometry().contains(offer.frameGeometry()));
+    recover(offer);
+    const auto* const text = offer.findChild<QLabel*>();
+    const auto* const view = offer.findChild<QScrollArea*>();
+    ASSERT_NE(view, nullptr);
+    EXPECT_GE(text->height(), text->heightForWidth(text->width()));
+    EXPECT_GT(view->verticalScrollBar()->maximum(), 0);
+    EXPECT_EQ(view->horizontalScrollBar()->maximum(), 0);
+    EXPECT_TRUE(offer.screen()->availableGeometry().contains(offer.frameGeometry()));
 }
 
 TEST_F(RecoveryOfferTest, forgetsWhatNobodyWants) {
