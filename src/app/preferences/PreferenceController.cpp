@@ -9,6 +9,7 @@
 
 #include "capture/PreferenceKeys.h"
 #include "display/widgets/Icons.h"
+#include "display/widgets/WindowFit.h"
 #include "platform/defaults/Defaults.h"
 #include "ui_Preferences.h"
 
@@ -37,6 +38,7 @@ void PreferenceController::showWindow() {
         mUi->deleteCastlineButton->setIcon(symbolicIcon(QStringLiteral("remove")));
         windowDidLoad();
         connectControls();
+        fitToScreen(*mWindow);
     }
     mWindow->show();
     mWindow->raise();

@@ -17,6 +17,7 @@
 #include "MainMenu.h"
 #include "OutletBinding.h"
 #include "display/widgets/Icons.h"
+#include "display/widgets/WindowFit.h"
 #include "recording/CDVDeviceWindowController.h"
 #include "ui_TapedeckWindow.h"
 
@@ -242,9 +243,9 @@ void TapedeckWindow::show() {
 
 void TapedeckWindow::showSettingsSheet() {
     // Not modal: the deck can be stopped while its settings are open.
-    mUi->settingsPanel->adjustSize();
-    mUi->settingsPanel->move(geometry().x() + (width() - mUi->settingsPanel->width()) / 2,
-                             geometry().y() + mUi->menuBar->height());
+    fitToScreen(*mUi->settingsPanel);
+    fitToScreen(*mUi->settingsPanel, {geometry().x() + (width() - mUi->settingsPanel->width()) / 2,
+                                      geometry().y() + mUi->menuBar->height()});
     mUi->settingsPanel->show();
     mUi->settingsPanel->raise();
     mUi->settingsPanel->activateWindow();

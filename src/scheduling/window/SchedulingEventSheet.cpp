@@ -17,6 +17,7 @@
 #include <QTimeEdit>
 #include <cmath>
 
+#include "display/widgets/WindowFit.h"
 #include "scheduling/ScheduleOverview.h"
 #include "scheduling/ScheduledDecks.h"
 #include "scheduling/window/CSchedulingWindowController.h"
@@ -155,6 +156,7 @@ bool CSchedulingWindowController::editEvent(const std::shared_ptr<CRecordingEven
     mSheet->recordingNameField->setFocus();
     mSheet->recordingNameField->selectAll();
     eventSheetWindow->setWindowModality(Qt::WindowModal);
+    fitToScreen(*eventSheetWindow);
     sheetDidEnd(eventSheetWindow->exec());
     if (_result) {
         updateEvent(*event);

@@ -2,11 +2,15 @@
 
 #include <gtest/gtest.h>
 
+#include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QLineEdit>
 #include <QListView>
 #include <QPushButton>
+#include <QScreen>
+#include <QScrollArea>
+#include <QScrollBar>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -69,6 +73,28 @@ TEST_F(PreferenceControllerTest, beginsWithTheDefaultsOfAFreshStore) {
     EXPECT_FALSE(control<QCheckBox>("launchStopRecordingScriptCheckBox").isChecked());
     EXPECT_EQ(control<QLineEdit>("startRecordingScriptDelayField").text(), QStringLiteral("0"));
     EXPECT_TRUE(controller.castlineAddressesArray().isEmpty());
+}
+
+TEST_F(PreferenceControllerTest, isNoHigherThanTheScreen) {
+    const QFont font = QApplication::font();
+    QFont large = font;
+    large.setPixelSize(60);
+    QApplication::setFont(large);
+    controller.showWindow();
+    const QWidget& window = *controller.window();
+    EXPECT_LE(window.frameGeometry().height(), window.screen()->availableGeometry().height());
+    const auto* const view = window.findChild<QScrollArea*>();
+    ASSERT_NE(view, nullptr);
+    EXPECT_GT(view->verticalScrollBar()->maximum(), 0);
+    QApplication::setFont(font);
+}
+
+TEST_F(PreferenceControllerTest, hasRoomForEverything) {
+    controller.showWindow();
+    const auto* const view = controller.window()->findChild<QScrollArea*>();
+    ASSERT_NE(view, nullptr);
+    EXPECT_EQ(view->verticalScrollBar()->maximum(), 0);
+    EXPECT_EQ(view->horizontalScrollBar()->maximum(), 0);
 }
 
 TEST_F(PreferenceControllerTest, showsWhatIsStored) {

@@ -10,6 +10,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QScreen>
 #include <QTest>
 
 #include "WindowFixture.h"
@@ -149,6 +150,33 @@ TEST_F(SettingsSheetTest, keepsItsContentsWhenAskedForAgain) {
     click("settingsButton");
     EXPECT_TRUE(sheet().isVisible());
     EXPECT_EQ(control<QLineEdit>("customDeviceNameField").text(), QStringLiteral("Gallery"));
+}
+
+TEST_F(SettingsSheetTest, opensOnTheScreenAsAWhole) {
+    const QRect room = window->screen()->availableGeometry();
+    window->move(room.right() - 50, room.bottom() - 50);
+    click("settingsButton");
+    EXPECT_TRUE(room.contains(sheet().frameGeometry()));
+    EXPECT_GE(sheet().height(), sheet().sizeHint().height()) << "nothing has to scroll";
+}
+
+TEST_F(SettingsSheetTest, scrollsWhatTheScreenHasNoRoomForAndKeepsItsButtons) {
+    QFont large = sheet().font();
+    large.setPixelSize(50);
+    sheet().setFont(large);
+    click("settingsButton");
+    const QRect room = window->screen()->availableGeometry();
+    EXPECT_GE(sheet().frameGeometry().top(), room.top());
+    EXPECT_LE(sheet().frameGeometry().bottom(), room.bottom());
+    QCoreApplication::processEvents();
+    auto& buttons = control<QDialogButtonBox>("settingsButtonBox");
+    EXPECT_TRUE(sheet().rect().contains(buttons.geometry()));
+    auto& last = control<QCheckBox>("monoTracksCheckBox");
+    EXPECT_TRUE(last.visibleRegion().isEmpty());
+    last.setFocus();
+    QTest::keyClick(&last, Qt::Key_Backtab);
+    QTest::keyClick(sheet().focusWidget(), Qt::Key_Tab);
+    EXPECT_FALSE(last.visibleRegion().isEmpty()) << "the content follows the focus";
 }
 
 TEST_F(SettingsSheetTest, leavesTheOtherControlsAlive) {

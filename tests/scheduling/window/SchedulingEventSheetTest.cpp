@@ -2,8 +2,10 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDateEdit>
+#include <QDialogButtonBox>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QScreen>
 #include <QTabWidget>
 
 #include "scheduling/window/SchedulingWindow.h"
@@ -33,6 +35,19 @@ TEST_F(SchedulingWindow, beginsANewEventWithTheSettingsOfTheFirstDevice) {
     });
     EXPECT_TRUE(gSchedulingEvents->empty());
     EXPECT_EQ(beeps, 0);
+}
+
+TEST_F(SchedulingWindow, keepsTheSheetAndItsButtonsOnTheScreen) {
+    QFont large = sheet().font();
+    large.setPixelSize(50);
+    sheet().setFont(large);
+    inNewEvent([this] {
+        const QRect room = sheet().screen()->availableGeometry();
+        EXPECT_GE(sheet().frameGeometry().top(), room.top());
+        EXPECT_LE(sheet().frameGeometry().bottom(), room.bottom());
+        EXPECT_TRUE(sheet().rect().contains(find<QDialogButtonBox>("sheetButtons").geometry()));
+        cancel();
+    });
 }
 
 TEST_F(SchedulingWindow, addsAndSavesANewEvent) {
