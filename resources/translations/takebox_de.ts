@@ -1524,5 +1524,21 @@ Was auf dem Datenträger angekommen ist, kann zu vollständigen Filmen gemacht w
         <source>The deck cannot be received. Unplug its FireWire cable and plug it in again; the log has the reason.</source>
         <translation>Das Deck kann nicht empfangen werden. Ziehen Sie sein FireWire-Kabel ab und stecken Sie es wieder an; der Grund steht im Protokoll.</translation>
     </message>
+    <message>
+        <source>▲ WRITE ERROR</source>
+        <translation>▲ SCHREIBFEHLER</translation>
+    </message>
+    <message>
+        <source>the disk is full</source>
+        <translation>der Datenträger ist voll</translation>
+    </message>
+    <message>
+        <source>Cannot write %1: %2</source>
+        <translation>%1 kann nicht geschrieben werden: %2</translation>
+    </message>
+    <message>
+        <source>%1 could not be written: %2</source>
+        <translation>%1 konnte nicht geschrieben werden: %2</translation>
+    </message>
 </context>
 </TS>

@@ -5,6 +5,7 @@
 #include <QRect>
 #include <QString>
 #include <memory>
+#include <vector>
 
 #include "capture/CDVDeviceDelegate.h"
 #include "capture/CDVDevicesController.h"
@@ -163,6 +164,13 @@ public:
     [[nodiscard]] qint64 problemMessages() const;
     /// A line for each loss, with its time code; empty when nothing was lost.
     [[nodiscard]] QString losses() const;
+    /// A file of the recording that the disk has refused to take data for.
+    struct RefusedFile {
+        QString name;
+        int error = 0;                ///< errno of the first time
+        bool isStillRefused = false;  ///< or was to its end
+    };
+    [[nodiscard]] std::vector<RefusedFile> refusedFiles() const;
 
     // Window.
     void stopUpdates() override;
@@ -200,7 +208,8 @@ Q_SIGNALS:
     void recordingStateChanged();
     /// A setting has been changed by whatever means.
     void settingsChanged();
-    /// The recording has lost frames, or a new one has lost none yet.
+    /// The recording has lost frames, a disk refuses its files or takes them again, or a new
+    /// recording has lost none yet.
     void lossesChanged();
 
 private:

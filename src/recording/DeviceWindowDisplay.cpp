@@ -128,6 +128,12 @@ void CDVDeviceWindowController::updateLosses() {
                  .arg(lostFrames())
                  .arg(problemMessages())
                  .arg(hasRecording() ? 1 : 0);
+    for (const RefusedFile& file : refusedFiles()) {
+        shown += QStringLiteral("\n%1 %2 %3")
+                     .arg(file.name)
+                     .arg(file.error)
+                     .arg(static_cast<int>(file.isStillRefused));
+    }
     if (shown != mShownLosses) {
         mShownLosses = shown;
         Q_EMIT lossesChanged();
@@ -149,6 +155,23 @@ qint64 CDVDeviceWindowController::problemMessages() const {
 QString CDVDeviceWindowController::losses() const {
     return _device ? _device->recordingReport().lossesByTimeCode().join(QLatin1Char('\n'))
                    : QString();
+}
+
+std::vector<CDVDeviceWindowController::RefusedFile> CDVDeviceWindowController::refusedFiles()
+    const {
+    std::vector<RefusedFile> files;
+    const RecordingReport report = _device ? _device->recordingReport() : RecordingReport();
+    for (const auto& file : {report.dvFile, report.audioFile}) {
+        if (file && file->writeError() != 0) {
+            files.push_back(
+                {QFileInfo(file->path()).fileName(), file->writeError(), file->isRefused()});
+        }
+    }
+    if (const auto& movie = report.movie; movie && movie->losses().errorNumber != 0) {
+        files.push_back({QFileInfo(movie->movieFilePath()).fileName(), movie->losses().errorNumber,
+                         movie->isRefused()});
+    }
+    return files;
 }
 
 double CDVDeviceWindowController::secondsOfRecordingIn(qint64 bytes) {

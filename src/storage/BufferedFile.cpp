@@ -103,6 +103,7 @@ std::int32_t BufferedFile::openForWriting(bool erase) {
     mAppendedBlocks = mDroppedBlocks = mWrittenBytes = 0;
     mRefusedFrames.clear();
     mWriteError = 0;
+    mIsRefused = false;
     mWasRemoved = false;
     _mustGoOn.store(true, std::memory_order_relaxed);
     _isOpen.store(true, std::memory_order_release);
@@ -252,6 +253,7 @@ std::uint32_t BufferedFile::writeBytes(const std::uint8_t* bytes, std::uint32_t 
         mWork.waitFor(kPause);
     }
     mIsPatient = written == size;
+    mIsRefused = written != size;
     if (isWaiting && written == size) {
         logMessage("%s is being written again", QFile::encodeName(_filePath).constData());
     }
@@ -285,6 +287,7 @@ void BufferedFile::takeBackPartOfBlock(const WriteBufferChunk& chunk, std::uint3
 }
 
 void BufferedFile::reportWriteError(const char* operation, int error) {
+    mIsRefused = true;
     int none = 0;
     if (mWriteError.compare_exchange_strong(none, error)) {
         logMessage("Cannot %s %s: %s", operation, QFile::encodeName(_filePath).constData(),

@@ -87,6 +87,8 @@ public:
     [[nodiscard]] FrameRanges refusedFrames() const { return mRefusedFrames.ranges(); }
     /// errno of the first failed write or flush, 0 for none.
     [[nodiscard]] int writeError() const { return mWriteError; }
+    /// The disk does not take the data at present; once the file is closed, not even at its end.
+    [[nodiscard]] bool isRefused() const { return mIsRefused; }
     /// Somebody removed the file before it was closed.
     [[nodiscard]] bool wasRemoved() const { return mWasRemoved; }
     /// errno of the last failed openForWriting(). Main thread.
@@ -138,6 +140,7 @@ private:
     std::atomic<std::uint64_t> mWrittenBytes{0};
     RefusedFrames mRefusedFrames;
     std::atomic<int> mWriteError{0};
+    std::atomic<bool> mIsRefused{false};
     std::atomic<bool> mWasRemoved{false};
 };
 

@@ -93,6 +93,9 @@ public:
     [[nodiscard]] Losses losses() const;
     /// Frames whose picture or sound the disk refused for good. Any thread.
     [[nodiscard]] FrameRanges refusedFrames() const { return _refusedFrames.ranges(); }
+    /// The disk does not take the data at present; once the movie is closed, not even at its end.
+    /// Any thread.
+    [[nodiscard]] bool isRefused() const { return _isRefused; }
 
     // Fields
     void setMovieFilePath(const QString& path) { _movieFilePath = path; }
@@ -244,6 +247,7 @@ private:
     // Any thread
     std::atomic<bool> _isOpen{false};
     std::atomic<bool> _isBeingWritten{false};
+    std::atomic<bool> _isRefused{false};
     std::atomic<bool> _wasRemoved{false};
     std::atomic<std::uint64_t> _unwrittenVideoFrames{0};
     std::atomic<std::uint64_t> _unwrittenAudioSamples{0};

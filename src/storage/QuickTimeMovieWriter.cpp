@@ -131,7 +131,9 @@ void QuickTimeMovie::writeSelfContainedSamplesThread() {
     closeAudioTracks();
     finishMovie();
     addTimeCodeSample();
-    noted(UpdateMovieInStorage(_movie.get()));
+    if (noted(UpdateMovieInStorage(_movie.get())) != kNoError) {
+        _isRefused = true;
+    }
     closeMovieFile();
     _isBeingWritten.store(false);
 }
@@ -237,6 +239,7 @@ Status QuickTimeMovie::addPatiently(Add add) {
     const auto end = std::chrono::steady_clock::now() + kPatience;
     Status status = noted(add());
     Status refusal = status;
+    _isRefused = status != kNoError;
     // A full disk may be freed at any time; after another refusal the next chunk may fare better.
     while (status == kDiskFull ||
            (_isPatient && status == kInputOutputError && std::chrono::steady_clock::now() < end)) {
@@ -251,6 +254,7 @@ Status QuickTimeMovie::addPatiently(Add add) {
     // What overflowed meanwhile did so because of the refusal, even if that is over now.
     reportUnderruns(refusal);
     _isPatient = status == kNoError;
+    _isRefused = status != kNoError;
     return status;
 }
 

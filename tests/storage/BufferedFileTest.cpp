@@ -15,6 +15,7 @@
 
 #include "platform/log/Log.h"
 #include "storage/WriterThreads.h"
+#include "support/FileSizeLimit.h"
 #include "support/Files.h"
 #include "support/LogCapture.h"
 #include "support/WaitUntil.h"
@@ -284,35 +285,33 @@ TEST_F(BufferedFileTest, reportsAFullDiskOnceAndClosesAllTheSame) {
     EXPECT_EQ(countFrames(file->refusedFrames()), 5U);
     ASSERT_EQ(file->refusedFrames().size(), 1U);
     EXPECT_EQ(file->refusedFrames()[0].first, 0U);
+    EXPECT_TRUE(file->isRefused());
 }
 
-/// While it exists no file of the process can grow beyond so many bytes.
-class FileSizeLimit {
-public:
-    explicit FileSizeLimit(rlim_t bytes) {
-        ::getrlimit(RLIMIT_FSIZE, &mBefore);
-        const rlimit limit{bytes, mBefore.rlim_max};
-        mHandler = std::signal(SIGXFSZ, SIG_IGN);
-        ::setrlimit(RLIMIT_FSIZE, &limit);
+TEST_F(BufferedFileTest, tellsWhileTheDiskRefuses) {
+    const auto file = BufferedFile::initVideoBufferedFileWithPath(path(), 1000, 2);
+    ASSERT_EQ(file->openForWriting(true), 0);
+    EXPECT_FALSE(file->isRefused());
+    {
+        const test::FileSizeLimit limit(1500);
+        for (int i = 0; i < 3; ++i) {
+            append(*file, block(1000, i));
+        }
+        EXPECT_TRUE(test::waitUntil([&] { return file->isRefused(); }));
     }
-    ~FileSizeLimit() {
-        ::setrlimit(RLIMIT_FSIZE, &mBefore);
-        static_cast<void>(std::signal(SIGXFSZ, mHandler));
-    }
-    FileSizeLimit(const FileSizeLimit&) = delete;
-    FileSizeLimit& operator=(const FileSizeLimit&) = delete;
-
-private:
-    rlimit mBefore{};
-    void (*mHandler)(int) = SIG_DFL;
-};
+    EXPECT_TRUE(test::waitUntil([&] { return !file->isRefused(); }));
+    closeAndWait(*file);
+    EXPECT_EQ(file->writeError(), EFBIG);
+    EXPECT_EQ(file->writtenBytes(), 3000U);
+    EXPECT_FALSE(file->isRefused());
+}
 
 TEST_F(BufferedFileTest, endsWithAWholeFrameWhereNoMoreCouldBeWritten) {
     for (const bool erase : {false, true}) {
         const auto file = BufferedFile::initVideoBufferedFileWithPath(path(), 1000, 10);
         ASSERT_EQ(file->openForWriting(erase), 0);
         {
-            const FileSizeLimit limit(3500);
+            const test::FileSizeLimit limit(3500);
             for (int i = 0; i < 10; ++i) {
                 append(*file, block(1000, i));
             }
@@ -329,7 +328,7 @@ TEST_F(BufferedFileTest, leavesWhatStoodBehindAFrameThatCouldNotBeWritten) {
     const auto file = BufferedFile::initVideoBufferedFileWithPath(path(), 1000, 10);
     ASSERT_EQ(file->openForWriting(false), 0);
     {
-        const FileSizeLimit limit(3500);
+        const test::FileSizeLimit limit(3500);
         for (int i = 0; i < 10; ++i) {
             append(*file, block(1000, i));
         }

@@ -291,6 +291,7 @@ TEST(SelfContainedMovie, endsWhereTheDiskIsFull) {
     EXPECT_EQ(recording.movie->refusedFrames()[0].first, 21U);
     EXPECT_EQ(recording.movie->refusedFrames()[0].count, 35U);
     EXPECT_EQ(recording.movie->losses().errorNumber, ENOSPC);
+    EXPECT_TRUE(recording.movie->isRefused());
     EXPECT_EQ(recording.movie->losses().status, -34);
     EXPECT_EQ(log.count("AddMediaSample (video) failed! (-34)"), 5);
     EXPECT_EQ(log.count("Cannot write the movie /a.mov: No space left on device"), 1);

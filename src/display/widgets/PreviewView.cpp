@@ -1,5 +1,6 @@
 #include "PreviewView.h"
 
+#include <QAccessible>
 #include <QPainter>
 #include <QRegion>
 #include <QtMath>
@@ -12,6 +13,7 @@ constexpr int kShade = 170;  // of 255, over a picture that is no longer live
 constexpr int kGap = 6;      // between headline, hint and border
 // Qt shares what is higher among threads, and waking these takes longer than drawing so little.
 constexpr int kBandPixels = 64;
+const QColor kAlarmColor(0xFF, 0xD4, 0x00);
 
 }  // namespace
 
@@ -29,10 +31,28 @@ void PreviewView::setNotice(const QString& headline, const QString& hint) {
     if (headline != mHeadline || hint != mHint) {
         mHeadline = headline;
         mHint = hint;
-        setAccessibleDescription(headline.isEmpty() ? hint
-                                                    : headline + QStringLiteral(". ") + hint);
+        describe();
         update();
     }
+}
+
+void PreviewView::setAlarm(const QString& text) {
+    if (text == mAlarm) {
+        return;
+    }
+    mAlarm = text;
+    describe();
+    update();
+    if (!text.isEmpty()) {
+        QAccessibleEvent alert(this, QAccessible::Alert);
+        QAccessible::updateAccessibility(&alert);
+    }
+}
+
+void PreviewView::describe() {
+    QStringList texts{mAlarm, mHeadline, mHint};
+    texts.removeAll(QString());
+    setAccessibleDescription(texts.join(QStringLiteral(". ")));
 }
 
 QRectF PreviewView::imageRect() const {
@@ -45,7 +65,10 @@ void PreviewView::paintEvent(QPaintEvent* /*event*/) {
     drawImage(painter);
     if (!mHeadline.isEmpty()) {
         painter.fillRect(rect(), QColor(0, 0, 0, kShade));
-        drawNotice(painter);
+    }
+    const QRect room = drawAlarm(painter);
+    if (!mHeadline.isEmpty()) {
+        drawNotice(painter, room);
     }
 }
 
@@ -65,18 +88,37 @@ void PreviewView::drawImage(QPainter& painter) const {
     painter.setClipping(false);
 }
 
-void PreviewView::drawNotice(QPainter& painter) const {
+QRect PreviewView::drawAlarm(QPainter& painter) const {
+    if (mAlarm.isEmpty()) {
+        return rect();
+    }
+    QFont bold = font();
+    bold.setBold(true);
+    bold.setPixelSize(13);
+    painter.setFont(bold);
+    constexpr int kFlags = Qt::AlignLeft | Qt::AlignTop | Qt::TextWrapAnywhere;
+    const QRect width = rect().adjusted(kGap, 0, -kGap, 0);
+    const int height =
+        std::min(painter.boundingRect(width, kFlags, mAlarm).height() + 2 * kGap, this->height());
+    const QRect band(0, this->height() - height, this->width(), height);
+    painter.fillRect(band, kAlarmColor);
+    painter.setPen(Qt::black);
+    painter.drawText(band.adjusted(kGap, kGap, -kGap, 0), kFlags, mAlarm);
+    return rect().adjusted(0, 0, 0, -height);
+}
+
+void PreviewView::drawNotice(QPainter& painter, const QRect& room) const {
     QFont large = font();
     large.setBold(true);
     large.setPixelSize(22);
     QFont small = font();
     small.setPixelSize(12);
-    const QRect area = rect().adjusted(12, 0, -12, 0);
+    const QRect area = room.adjusted(12, 0, -12, 0);
     constexpr int kHintFlags = Qt::AlignHCenter | Qt::AlignTop | Qt::TextWordWrap;
     painter.setFont(small);
     const int hintHeight = painter.boundingRect(area, kHintFlags, mHint).height();
     // The headline stands above the middle; a long hint pushes it up.
-    const int middle = std::min(height() / 2, height() - hintHeight - 2 * kGap);
+    const int middle = std::min(area.height() / 2, area.height() - hintHeight - 2 * kGap);
     painter.setPen(QColor(210, 210, 210));
     painter.drawText(area.adjusted(0, middle + kGap, 0, 0), kHintFlags, mHint);
     painter.setPen(Qt::white);

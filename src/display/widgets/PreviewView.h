@@ -6,7 +6,7 @@
 namespace takebox {
 
 /// The live picture of a device in its own shape, as large as fits, and over it a notice while
-/// there is no signal. Main thread.
+/// there is no signal and an alarm while something goes wrong. Main thread.
 class PreviewView : public QWidget {
     Q_OBJECT
 
@@ -20,6 +20,10 @@ public:
     void setNotice(const QString& headline, const QString& hint);
     [[nodiscard]] const QString& notice() const { return mHeadline; }
 
+    /// A text in warning colours at the foot of the picture; an empty one takes it away.
+    void setAlarm(const QString& text);
+    [[nodiscard]] const QString& alarm() const { return mAlarm; }
+
     /// Where the picture is drawn.
     [[nodiscard]] QRectF imageRect() const;
 
@@ -31,11 +35,15 @@ protected:
 
 private:
     void drawImage(QPainter& painter) const;
-    void drawNotice(QPainter& painter) const;
+    void drawNotice(QPainter& painter, const QRect& room) const;
+    /// Returns the room that is left above the alarm.
+    [[nodiscard]] QRect drawAlarm(QPainter& painter) const;
+    void describe();
 
     QImage mImage;
     QString mHeadline;
     QString mHint;
+    QString mAlarm;
 };
 
 }  // namespace takebox

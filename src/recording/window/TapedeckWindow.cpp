@@ -9,8 +9,10 @@
 #include <QPushButton>
 #include <QScreen>
 #include <QStyle>
+#include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstring>
 #include <utility>
 
 #include "ApplicationCommands.h"
@@ -40,7 +42,7 @@ struct Tally {
     const char* icon = nullptr;
 };
 
-const Tally& tallyOf(bool isRecording, bool isPaused) {
+const Tally& tallyOf(bool isRecording, bool isPaused, bool isRefused) {
     static const Tally stopped{QT_TRANSLATE_NOOP("takebox::TapedeckWindow", "STOPPED"),
                                {0x2B, 0x32, 0x3A},
                                {0xC9, 0xD2, 0xDC},
@@ -53,7 +55,16 @@ const Tally& tallyOf(bool isRecording, bool isPaused) {
                               {0xF5, 0xA6, 0x00},
                               Qt::black,
                               "TapedeckPausedIcon"};
-    return !isRecording ? stopped : isPaused ? paused : recording;
+    static const Tally refused{QT_TRANSLATE_NOOP("takebox::TapedeckWindow", "▲ WRITE ERROR"),
+                               {0xFF, 0xD4, 0x00},
+                               Qt::black,
+                               "TapedeckIcon"};
+    return !isRecording ? stopped : isRefused ? refused : isPaused ? paused : recording;
+}
+
+QString reasonOf(int error) {
+    return error == ENOSPC || error == EDQUOT ? TapedeckWindow::tr("the disk is full")
+                                              : QString::fromLocal8Bit(std::strerror(error));
 }
 
 QPalette paletteOf(const QColor& background, const QColor& foreground) {
@@ -302,7 +313,10 @@ void TapedeckWindow::showPreviewImage() {
 void TapedeckWindow::showRecordingState() {
     const auto device = mController.device();
     const bool isRecording = device && device->isRecording();
-    const Tally& tally = tallyOf(isRecording, device && device->isPaused());
+    const auto refusedFiles = mController.refusedFiles();
+    const bool isRefused =
+        std::ranges::any_of(refusedFiles, &CDVDeviceWindowController::RefusedFile::isStillRefused);
+    const Tally& tally = tallyOf(isRecording, device && device->isPaused(), isRefused);
     mUi->tallyFrame->setPalette(paletteOf(tally.background, tally.foreground));
     mUi->tallyLabel->setPalette(mUi->tallyFrame->palette());
     mUi->tallyDetailLabel->setPalette(mUi->tallyFrame->palette());
@@ -312,9 +326,24 @@ void TapedeckWindow::showRecordingState() {
                               : mController.currentSelfContainedMoviePath();
     mUi->tallyDetailLabel->setText(isRecording ? QFileInfo(movie).completeBaseName() : QString());
     setWindowIcon(applicationIcon(QString::fromLatin1(tally.icon)));
+    showRefusedFiles();
+}
+
+void TapedeckWindow::showRefusedFiles() {
+    const auto device = mController.device();
+    const QString text = device && device->isRecording() ? tr("Cannot write %1: %2")
+                                                         : tr("%1 could not be written: %2");
+    QStringList lines;
+    for (const auto& file : mController.refusedFiles()) {
+        if (file.isStillRefused) {
+            lines << text.arg(file.name, reasonOf(file.error));
+        }
+    }
+    mUi->previewView->setAlarm(lines.join(QLatin1Char('\n')));
 }
 
 void TapedeckWindow::showLosses() {
+    showRecordingState();  // a disk may have begun or ceased to refuse
     const qint64 frames = mController.lostFrames();
     const qint64 messages = mController.problemMessages();
     const bool isQuiet = frames == 0 && messages == 0;
@@ -329,9 +358,14 @@ void TapedeckWindow::showLosses() {
     mUi->lostFramesField->setText(text);
     mUi->lostFramesField->setPalette(isQuiet ? mUi->monitorPanel->palette()
                                              : paletteOf(kLossColor, Qt::white));
-    mUi->lostFramesField->setToolTip(isQuiet ? tr("Frames that the recording lacks")
-                                             : tr("What the recording lacks, by its time code:") +
-                                                   QLatin1Char('\n') + mController.losses());
+    QStringList details(isQuiet ? tr("Frames that the recording lacks")
+                                : tr("What the recording lacks, by its time code:"));
+    details << mController.losses();
+    for (const auto& file : mController.refusedFiles()) {
+        details << tr("%1 could not be written: %2").arg(file.name, reasonOf(file.error));
+    }
+    details.removeAll(QString());
+    mUi->lostFramesField->setToolTip(details.join(QLatin1Char('\n')));
 }
 
 void TapedeckWindow::checkSignal() {

@@ -50,6 +50,7 @@ private:
     void styleButtons();
     void showPreviewImage();
     void showRecordingState();
+    void showRefusedFiles();
     void showLosses();
     void checkSignal();
     [[nodiscard]] static QString whyNoSignal(const CDVDevice& device);

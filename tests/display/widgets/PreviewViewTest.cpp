@@ -87,5 +87,25 @@ TEST(PreviewView, makesRoomForALongHint) {
     EXPECT_FALSE(isBright(131, 135)) << "the border";
 }
 
+TEST(PreviewView, showsAnAlarmWithAndWithoutASignal) {
+    PreviewView view;
+    view.resize(240, 135);
+    QImage picture(240, 135, QImage::Format_RGB32);
+    picture.fill(Qt::blue);
+    view.setImage(picture);
+    view.setAlarm(QStringLiteral("Cannot write A.dv"));
+    const auto pixel = [&view](int y) { return view.grab().toImage().pixelColor(2, y); };
+    EXPECT_EQ(pixel(130), QColor(0xFF, 0xD4, 0x00));
+    EXPECT_EQ(pixel(60), QColor(Qt::blue));
+    EXPECT_EQ(view.accessibleDescription(), QStringLiteral("Cannot write A.dv"));
+    view.setNotice(QStringLiteral("No signal"), QStringLiteral("Check the cable."));
+    EXPECT_EQ(pixel(130), QColor(0xFF, 0xD4, 0x00));
+    EXPECT_EQ(view.accessibleDescription(),
+              QStringLiteral("Cannot write A.dv. No signal. Check the cable."));
+    view.setNotice({}, {});
+    view.setAlarm({});
+    EXPECT_EQ(pixel(130), QColor(Qt::blue));
+}
+
 }  // namespace
 }  // namespace takebox

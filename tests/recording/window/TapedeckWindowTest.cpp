@@ -17,6 +17,8 @@
 #include "display/widgets/ReadoutView.h"
 #include "display/widgets/Resources.h"
 #include "recording/window/CColorCustomView.h"
+#include "storage/WriterThreads.h"
+#include "support/FileSizeLimit.h"
 
 namespace takebox {
 namespace {
@@ -62,6 +64,53 @@ TEST_F(TapedeckWindowTest, showsLostFramesQuietlyWhileThereAreNone) {
     EXPECT_EQ(field.text(), QStringLiteral("0 frames lost"));
     EXPECT_EQ(field.palette().color(QPalette::Window),
               control<QWidget>("monitorPanel").palette().color(QPalette::Window));
+}
+
+TEST_F(TapedeckWindowTest, raisesAnAlarmWhileAFileCannotBeWritten) {
+    openWindow();
+    const auto& preview = control<PreviewView>("previewView");
+    click("recordButton");
+    EXPECT_TRUE(preview.alarm().isEmpty());
+    {
+        const test::FileSizeLimit limit(2000000);
+        EXPECT_TRUE(test::waitUntil([&] {
+            sendFrames(1);
+            manualClock.advance(1);
+            return !preview.alarm().isEmpty();
+        }));
+        EXPECT_EQ(preview.alarm(), QStringLiteral("Cannot write Untitled.dv: File too large"));
+        EXPECT_EQ(tally(), QStringLiteral("▲ WRITE ERROR"));
+        EXPECT_TRUE(preview.accessibleDescription().contains(preview.alarm()));
+    }
+    EXPECT_TRUE(test::waitUntil([&] {
+        sendFrames(1);
+        manualClock.advance(1);
+        return preview.alarm().isEmpty();
+    }));
+    EXPECT_EQ(tally(), QStringLiteral("● RECORDING"));
+    EXPECT_TRUE(control<QLabel>("lostFramesField")
+                    .toolTip()
+                    .contains(QStringLiteral("Untitled.dv could not be written: File too large")));
+    click("stopButton");
+}
+
+TEST_F(TapedeckWindowTest, keepsTheAlarmOfARecordingThatEndedUnwritten) {
+    openWindow();
+    const auto& preview = control<PreviewView>("previewView");
+    click("recordButton");
+    {
+        const test::FileSizeLimit limit(100000);
+        sendFrames(3);
+        click("stopButton");
+        WriterThreads::waitUntilFinished();
+    }
+    manualClock.advance(1);
+    EXPECT_TRUE(preview.alarm().startsWith(
+        QStringLiteral("Untitled.dv could not be written: File too large")));
+    EXPECT_EQ(tally(), QStringLiteral("STOPPED"));
+    click("recordButton");
+    EXPECT_TRUE(preview.alarm().isEmpty());
+    click("stopButton");
 }
 
 TEST_F(TapedeckWindowTest, recordsPausesAndStopsByItsButtons) {
