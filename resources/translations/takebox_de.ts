@@ -1534,11 +1534,11 @@ Was auf dem Datenträger angekommen ist, kann zu vollständigen Filmen gemacht w
     </message>
     <message>
         <source>Cannot write %1: %2</source>
-        <translation>%1 kann nicht geschrieben werden: %2</translation>
+        <translation>Kann nicht schreiben: %1 (%2)</translation>
     </message>
     <message>
         <source>%1 could not be written: %2</source>
-        <translation>%1 konnte nicht geschrieben werden: %2</translation>
+        <translation>Konnte nicht schreiben: %1 (%2)</translation>
     </message>
 </context>
 </TS>

@@ -3,6 +3,7 @@
 #include <QAccessible>
 #include <QPainter>
 #include <QRegion>
+#include <QTextOption>
 #include <QtMath>
 #include <algorithm>
 
@@ -96,14 +97,15 @@ QRect PreviewView::drawAlarm(QPainter& painter) const {
     bold.setBold(true);
     bold.setPixelSize(13);
     painter.setFont(bold);
-    constexpr int kFlags = Qt::AlignLeft | Qt::AlignTop | Qt::TextWrapAnywhere;
-    const QRect width = rect().adjusted(kGap, 0, -kGap, 0);
-    const int height =
-        std::min(painter.boundingRect(width, kFlags, mAlarm).height() + 2 * kGap, this->height());
+    QTextOption option;
+    option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);  // names may be long words
+    const QRectF column = rect().adjusted(kGap, 0, -kGap, 0);
+    const int textHeight = qCeil(painter.boundingRect(column, mAlarm, option).height());
+    const int height = std::min(textHeight + 2 * kGap, this->height());
     const QRect band(0, this->height() - height, this->width(), height);
     painter.fillRect(band, kAlarmColor);
     painter.setPen(Qt::black);
-    painter.drawText(band.adjusted(kGap, kGap, -kGap, 0), kFlags, mAlarm);
+    painter.drawText(QRectF(band.adjusted(kGap, kGap, -kGap, 0)), mAlarm, option);
     return rect().adjusted(0, 0, 0, -height);
 }
 

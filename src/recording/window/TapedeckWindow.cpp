@@ -5,6 +5,7 @@
 #include <QEvent>
 #include <QFileDialog>
 #include <QFileInfo>
+#include <QMap>
 #include <QMenu>
 #include <QPushButton>
 #include <QScreen>
@@ -333,11 +334,15 @@ void TapedeckWindow::showRefusedFiles() {
     const auto device = mController.device();
     const QString text = device && device->isRecording() ? tr("Cannot write %1: %2")
                                                          : tr("%1 could not be written: %2");
-    QStringList lines;
+    QMap<QString, QStringList> namesByReason;
     for (const auto& file : mController.refusedFiles()) {
         if (file.isStillRefused) {
-            lines << text.arg(file.name, reasonOf(file.error));
+            namesByReason[reasonOf(file.error)] << file.name;
         }
+    }
+    QStringList lines;
+    for (auto entry = namesByReason.cbegin(); entry != namesByReason.cend(); ++entry) {
+        lines << text.arg(entry.value().join(QStringLiteral(", ")), entry.key());
     }
     mUi->previewView->setAlarm(lines.join(QLatin1Char('\n')));
 }
