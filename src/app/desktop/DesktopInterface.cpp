@@ -90,7 +90,12 @@ DesktopInterface::~DesktopInterface() {
 }
 
 bool DesktopInterface::eventFilter(QObject* watched, QEvent* event) {
-    if (event->type() == QEvent::Close && watched->isWidgetType() &&
+    if (event->type() == QEvent::Quit) {
+        // It closes every window.
+        mIsQuitting = true;
+        QTimer::singleShot(0, this, [this] { mIsQuitting = false; });
+    }
+    if (event->type() == QEvent::Close && !mIsQuitting && watched->isWidgetType() &&
         !watched->inherits("QMessageBox")) {
         mIsUserClosing = true;
         QTimer::singleShot(0, this, [this] { mIsUserClosing = false; });

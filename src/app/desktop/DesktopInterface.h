@@ -60,7 +60,9 @@ private:
     void lastWindowClosed();
 
     CTapedeckApplication* mApplication = nullptr;
-    bool mIsUserClosing = false;  // until the event loop has the word again
+    // Both until the event loop has the word again.
+    bool mIsUserClosing = false;
+    bool mIsQuitting = false;
     std::unique_ptr<CSchedulingWindowController> mSchedulingController;
     std::unique_ptr<TrayMenu> mTrayMenu;
     std::unique_ptr<NoDeviceWindow> mNoDeviceWindow;

@@ -297,6 +297,15 @@ TEST_F(DesktopInterfaceTest, runsOnWithoutAWindowWhileRecordingsAreScheduled) {
     EXPECT_EQ(statusAfter(closeWindow), 0);
 }
 
+TEST_F(DesktopInterfaceTest, doesNotSayThatItRunsOnWhileItQuits) {
+    launch({QStringLiteral("pal")});
+    startRecording();
+    test::LogCapture log;
+    EXPECT_EQ(statusAfter([this] { application->terminate(); }), 0);
+    EXPECT_TRUE(visibleWindows("takebox::TapedeckWindow").empty());
+    EXPECT_FALSE(log.containsText("the program runs on"));
+}
+
 TEST_F(DesktopInterfaceTest, runsOnWhenAWindowGoesWithItsDeck) {
     launch({QStringLiteral("pal")});
     EXPECT_EQ(statusAfter([] { gDVDevicesController.reset(); }), kStillRunning);
