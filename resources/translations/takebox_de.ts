@@ -1248,6 +1248,22 @@ Bis dahin empfangen: %3, %4 Bilder, %5 verloren. Prüfen Sie Kabel und Strom und
         <source>&amp;Quit</source>
         <translation>&amp;Beenden</translation>
     </message>
+    <message>
+        <source>Close the last window?</source>
+        <translation>Das letzte Fenster schließen?</translation>
+    </message>
+    <message>
+        <source>A deck is recording. It goes on without a window; start the program again to see it. Quitting ends the recording and keeps what has been recorded so far.</source>
+        <translation>Ein Gerät nimmt auf. Die Aufnahme läuft ohne Fenster weiter; starten Sie das Programm noch einmal, um es zu sehen. Beenden schließt die Aufnahme ab und behält, was bisher aufgenommen wurde.</translation>
+    </message>
+    <message>
+        <source>Recordings are scheduled. They take place without a window; start the program again to see it. After quitting they do not take place.</source>
+        <translation>Aufnahmen sind geplant. Sie finden auch ohne Fenster statt; starten Sie das Programm noch einmal, um es zu sehen. Nach dem Beenden finden sie nicht statt.</translation>
+    </message>
+    <message>
+        <source>Close &amp;Window</source>
+        <translation>&amp;Fenster schließen</translation>
+    </message>
 </context>
 <context>
     <name>takebox::NoDeviceWindow</name>

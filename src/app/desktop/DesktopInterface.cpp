@@ -43,6 +43,20 @@ bool isAnyRecordingToCome() {
                                });
 }
 
+/// Whether nothing else of the program is on the screen. Alerts and what belongs to the window do
+/// not count.
+bool isOnlyWindow(const QWidget& window) {
+    const auto stands = [](const QWidget* widget) {
+        const Qt::WindowType type = widget->windowType();
+        return widget->isVisible() && widget->parentWidget() == nullptr &&
+               (type == Qt::Window || type == Qt::Dialog) && !widget->inherits("QMessageBox");
+    };
+    return stands(&window) &&
+           std::ranges::none_of(QApplication::topLevelWidgets(), [&](const QWidget* widget) {
+               return widget != &window && stands(widget);
+           });
+}
+
 /// The alert that says this already; null when there is none.
 QMessageBox* shownAlert(const QString& title, const QString& message) {
     for (QWidget* widget : QApplication::topLevelWidgets()) {
@@ -97,10 +111,52 @@ bool DesktopInterface::eventFilter(QObject* watched, QEvent* event) {
     }
     if (event->type() == QEvent::Close && !mIsQuitting && watched->isWidgetType() &&
         !watched->inherits("QMessageBox")) {
+        auto* window = static_cast<QWidget*>(watched);
+        if (mApplication != nullptr && mustAskBeforeClosing(*window)) {
+            event->ignore();
+            askWhetherToClose(*window);
+            return true;
+        }
         mIsUserClosing = true;
         QTimer::singleShot(0, this, [this] { mIsUserClosing = false; });
     }
     return QObject::eventFilter(watched, event);
+}
+
+bool DesktopInterface::mustAskBeforeClosing(const QWidget& window) const {
+    return &window != mMayGo && !mTrayMenu->isShown() && isOnlyWindow(window) &&
+           (isRecordingAnywhere() || isAnyRecordingToCome());
+}
+
+void DesktopInterface::askWhetherToClose(QWidget& window) {
+    const QString title = tr("Close the last window?");
+    const QString message =
+        isRecordingAnywhere()
+            ? tr("A deck is recording. It goes on without a window; start the program again to "
+                 "see it. Quitting ends the recording and keeps what has been recorded so far.")
+            : tr("Recordings are scheduled. They take place without a window; start the program "
+                 "again to see it. After quitting they do not take place.");
+    const bool isAsked = shownAlert(title, message) != nullptr;
+    QMessageBox* alert = showAlert(QMessageBox::Warning, title, message);
+    if (isAsked) {
+        return;
+    }
+    alert->setStandardButtons(QMessageBox::Cancel);
+    alert->setDefaultButton(QMessageBox::Cancel);
+    const QPushButton* quit = alert->addButton(tr("&Quit"), QMessageBox::DestructiveRole);
+    connect(quit, &QPushButton::clicked, this, [this] {
+        if (mApplication != nullptr) {
+            mApplication->terminate();
+        }
+    });
+    const QPushButton* close = alert->addButton(tr("Close &Window"), QMessageBox::AcceptRole);
+    connect(close, &QPushButton::clicked, this, [this, window = QPointer<QWidget>(&window)] {
+        if (window) {
+            mMayGo = window;
+            window->close();
+            mMayGo = nullptr;
+        }
+    });
 }
 
 void DesktopInterface::setApplication(CTapedeckApplication* application) {

@@ -52,17 +52,21 @@ public:
     [[nodiscard]] QString scheduleOfDevice(std::uint64_t guid) const override;
 
 protected:
-    /// Notices when somebody closes a window, as opposed to one that goes with its device.
+    /// Notices when somebody closes a window, as opposed to one that goes with its device, and asks
+    /// first when it is the last one and the program would run on unseen.
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
     void showWhetherThereIsADevice();
+    [[nodiscard]] bool mustAskBeforeClosing(const QWidget& window) const;
+    void askWhetherToClose(QWidget& window);
     void lastWindowClosed();
 
     CTapedeckApplication* mApplication = nullptr;
     // Both until the event loop has the word again.
     bool mIsUserClosing = false;
     bool mIsQuitting = false;
+    const QWidget* mMayGo = nullptr;  // the window that is closed after a question
     std::unique_ptr<CSchedulingWindowController> mSchedulingController;
     std::unique_ptr<TrayMenu> mTrayMenu;
     std::unique_ptr<NoDeviceWindow> mNoDeviceWindow;

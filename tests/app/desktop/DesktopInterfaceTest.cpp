@@ -92,6 +92,16 @@ struct DesktopInterfaceTest : ::testing::Test {
         }
         return nullptr;
     }
+    static void press(const char* text) {
+        ASSERT_NE(alert(), nullptr);
+        for (QAbstractButton* button : alert()->buttons()) {
+            if (button->text() == QString::fromLatin1(text)) {
+                button->click();
+                return;
+            }
+        }
+        ADD_FAILURE() << "no button " << text;
+    }
     static QMessageBox* alert() {
         const auto alerts = visibleWindows("QMessageBox");
         return alerts.empty() ? nullptr : qobject_cast<QMessageBox*>(alerts.front());
@@ -116,6 +126,7 @@ TEST_F(DesktopInterfaceTest, bringsClosedWindowsBack) {
     launch({QStringLiteral("pal")});
     startRecording();
     visibleWindows("takebox::TapedeckWindow").front()->close();
+    press("Close &Window");
     EXPECT_TRUE(visibleWindows("takebox::TapedeckWindow").empty());
     interface.activate();
     EXPECT_EQ(visibleWindows("takebox::TapedeckWindow").size(), 1U);
@@ -291,10 +302,34 @@ TEST_F(DesktopInterfaceTest, runsOnWithoutAWindowWhileRecordingsAreScheduled) {
     test::LogCapture log;
     const auto closeWindow = [] { visibleWindows("takebox::TapedeckWindow").front()->close(); };
     EXPECT_EQ(statusAfter(closeWindow), kStillRunning);
+    EXPECT_FALSE(log.containsText("the program runs on"));
+    ASSERT_NE(alert(), nullptr);
+    EXPECT_TRUE(alert()->informativeText().contains(QStringLiteral("are scheduled")));
+    EXPECT_EQ(statusAfter([] { press("Close &Window"); }), kStillRunning);
     EXPECT_TRUE(log.containsText("the program runs on"));
+    EXPECT_TRUE(visibleWindows("takebox::TapedeckWindow").empty());
     event->setDate(QDate::currentDate().addDays(-2));
     interface.activate();
     EXPECT_EQ(statusAfter(closeWindow), 0);
+}
+
+TEST_F(DesktopInterfaceTest, asksBeforeTheLastWindowOfARecordingGoes) {
+    launch({QStringLiteral("pal,name=A"), QStringLiteral("pal,name=B")});
+    startRecording();
+    visibleWindows("takebox::TapedeckWindow").front()->close();
+    EXPECT_EQ(alert(), nullptr) << "another window is there";
+    ASSERT_EQ(visibleWindows("takebox::TapedeckWindow").size(), 1U);
+    for (int i = 0; i < 2; ++i) {
+        visibleWindows("takebox::TapedeckWindow").front()->close();
+        ASSERT_EQ(visibleWindows("QMessageBox").size(), 1U) << "asked once";
+    }
+    alert()->button(QMessageBox::Cancel)->click();
+    EXPECT_TRUE(test::waitUntil([] { return alert() == nullptr; }));
+    EXPECT_EQ(visibleWindows("takebox::TapedeckWindow").size(), 1U);
+    visibleWindows("takebox::TapedeckWindow").front()->close();
+    ASSERT_NE(alert(), nullptr);
+    EXPECT_TRUE(CTapedeckApplication::controllerAtIndex(0)->device()->isRecording());
+    EXPECT_EQ(statusAfter([] { press("&Quit"); }), 0);
 }
 
 TEST_F(DesktopInterfaceTest, doesNotSayThatItRunsOnWhileItQuits) {
@@ -315,6 +350,8 @@ TEST_F(DesktopInterfaceTest, runsOnWhenAnAlertIsAnsweredWithoutAnyOtherWindow) {
     launch({QStringLiteral("pal")});
     startRecording();
     visibleWindows("takebox::TapedeckWindow").front()->close();
+    press("Close &Window");
+    ASSERT_TRUE(test::waitUntil([] { return alert() == nullptr; }));
     CTapedeckApplication::controllerAtIndex(0)->stopButtonPushed();
     for (const bool isButton : {true, false}) {
         interface.showCriticalAlert(QStringLiteral("No room!"), QStringLiteral("Make room."));
