@@ -97,8 +97,8 @@
         <translation>&amp;Über Takebox DV</translation>
     </message>
     <message>
-        <source>&amp;All Decks</source>
-        <translation>Alle &amp;Geräte</translation>
+        <source>A&amp;ll Decks</source>
+        <translation>All&amp;e Geräte</translation>
     </message>
 </context>
 <context>
@@ -180,7 +180,7 @@
     </message>
     <message>
         <source>&amp;Run “Start Recording” after</source>
-        <translation>„Start Recording“ aus&amp;führen nach</translation>
+        <translation>„Start Recording“ ausfüh&amp;ren nach</translation>
     </message>
     <message>
         <source>The action of this name runs after a recording has started</source>
@@ -904,7 +904,7 @@
     </message>
     <message>
         <source>Se&amp;ttings…</source>
-        <translation>&amp;Gerät…</translation>
+        <translation>Gerä&amp;t…</translation>
     </message>
     <message>
         <source>What this deck records, and where to (Ctrl+I)</source>
@@ -983,7 +983,7 @@
         <translation>DV-Strom und Ton, wie sie kommen, und ein Film, der sich schneiden lässt, während sie wachsen</translation>
     </message>
     <message>
-        <source>Ra&amp;w folder:</source>
+        <source>&amp;Raw folder:</source>
         <translation>Ordner für Roh&amp;dateien:</translation>
     </message>
     <message>
@@ -1076,7 +1076,7 @@
     </message>
     <message>
         <source>So&amp;und channels as mono</source>
-        <translation>To&amp;nkanäle als Mono</translation>
+        <translation>Tonkanäle als &amp;Mono</translation>
     </message>
     <message>
         <source>Movies call both channels mono, instead of left and right</source>

@@ -94,7 +94,7 @@ void makeMainMenu(QMenuBar& menuBar, ApplicationCommands& commands, QMenu* ownMe
         menuBar.addMenu(ownMenu);
     }
     if (commands.needsDockMenu()) {
-        QMenu* decks = menuBar.addMenu(text(QT_TRANSLATE_NOOP("MainMenu", "&All Decks")));
+        QMenu* decks = menuBar.addMenu(text(QT_TRANSLATE_NOOP("MainMenu", "A&ll Decks")));
         QObject::connect(decks, &QMenu::aboutToShow, decks,
                          [decks, &commands] { commands.fillDockMenu(*decks); });
     }

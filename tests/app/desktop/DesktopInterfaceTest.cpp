@@ -138,7 +138,7 @@ TEST_F(DesktopInterfaceTest, hangsTheTrayMenuIntoTheMenuBarWhereThereIsNoTray) {
     const auto* const window =
         qobject_cast<QMainWindow*>(visibleWindows("takebox::TapedeckWindow").front());
     ASSERT_NE(window, nullptr);
-    const QMenu* const menu = openMenu(*window, QStringLiteral("&All Decks"));
+    const QMenu* const menu = openMenu(*window, QStringLiteral("A&ll Decks"));
     ASSERT_NE(menu, nullptr);
     QStringList entries;
     for (const QAction* action : menu->actions()) {
