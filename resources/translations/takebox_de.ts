@@ -1509,14 +1509,6 @@ Was auf dem Datenträger angekommen ist, kann zu vollständigen Filmen gemacht w
         <translation>Das Gerät lässt sich nicht öffnen. Prüfen Sie Kabel und Strom, und ob ein anderes Programm es benutzt.</translation>
     </message>
     <message>
-        <source>%1 frames lost</source>
-        <translation>%1 Bilder verloren</translation>
-    </message>
-    <message>
-        <source>%1 frames lost, %2 problems on the way from the deck</source>
-        <translation>%1 Bilder verloren, %2 Störungen auf dem Weg vom Deck</translation>
-    </message>
-    <message>
         <source>Frames that the recording lacks</source>
         <translation>Bilder, die der Aufnahme fehlen</translation>
     </message>
@@ -1555,6 +1547,20 @@ Was auf dem Datenträger angekommen ist, kann zu vollständigen Filmen gemacht w
     <message>
         <source>%1 could not be written: %2</source>
         <translation>Konnte nicht schreiben: %1 (%2)</translation>
+    </message>
+    <message numerus="yes">
+        <source>%n frame(s) lost</source>
+        <translation>
+            <numerusform>%n Bild verloren</numerusform>
+            <numerusform>%n Bilder verloren</numerusform>
+        </translation>
+    </message>
+    <message numerus="yes">
+        <source>%n problem(s)</source>
+        <translation>
+            <numerusform>%n Störung</numerusform>
+            <numerusform>%n Störungen</numerusform>
+        </translation>
     </message>
 </context>
 </TS>

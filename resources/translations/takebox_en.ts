@@ -17,6 +17,23 @@
     </message>
 </context>
 <context>
+    <name>takebox::TapedeckWindow</name>
+    <message numerus="yes">
+        <source>%n frame(s) lost</source>
+        <translation>
+            <numerusform>%n frame lost</numerusform>
+            <numerusform>%n frames lost</numerusform>
+        </translation>
+    </message>
+    <message numerus="yes">
+        <source>%n problem(s)</source>
+        <translation>
+            <numerusform>%n problem</numerusform>
+            <numerusform>%n problems</numerusform>
+        </translation>
+    </message>
+</context>
+<context>
     <name>takebox::RecordRun</name>
     <message numerus="yes">
         <source>Recording %n device(s) for %1 s into %2</source>

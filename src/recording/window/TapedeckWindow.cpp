@@ -14,6 +14,7 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <limits>
 #include <utility>
 
 #include "ApplicationCommands.h"
@@ -61,6 +62,10 @@ const Tally& tallyOf(bool isRecording, bool isPaused, bool isRefused) {
                                Qt::black,
                                "TapedeckIcon"};
     return !isRecording ? stopped : isRefused ? refused : isPaused ? paused : recording;
+}
+
+int shownCount(qint64 count) {
+    return static_cast<int>(std::min<qint64>(count, std::numeric_limits<int>::max()));
 }
 
 QString reasonOf(int error) {
@@ -353,18 +358,20 @@ void TapedeckWindow::showLosses() {
     const qint64 messages = mController.problemMessages();
     const bool isQuiet = frames == 0 && messages == 0;
     // A deck that has come back knows nothing of the recording that its absence cut off.
-    QString text;
+    QStringList counts;
     if (mController.hasRecording()) {
-        text = messages == 0 ? tr("%1 frames lost").arg(frames)
-                             : tr("%1 frames lost, %2 problems on the way from the deck")
-                                   .arg(frames)
-                                   .arg(messages);
+        counts << tr("%n frame(s) lost", nullptr, shownCount(frames));
     }
-    mUi->lostFramesField->setText(text);
+    if (messages != 0) {
+        counts << tr("%n problem(s)", nullptr, shownCount(messages));
+    }
+    mUi->lostFramesField->setText(counts.join(QStringLiteral(" · ")));
+    mUi->lostFramesField->setAccessibleDescription(mUi->lostFramesField->text());
     mUi->lostFramesField->setPalette(isQuiet ? mUi->monitorPanel->palette()
                                              : paletteOf(kLossColor, Qt::white));
-    QStringList details(isQuiet ? tr("Frames that the recording lacks")
-                                : tr("What the recording lacks, by its time code:"));
+    QStringList details(mUi->lostFramesField->text());  // the field may be too narrow for it
+    details << (isQuiet ? tr("Frames that the recording lacks")
+                        : tr("What the recording lacks, by its time code:"));
     details << mController.losses();
     for (const auto& file : mController.refusedFiles()) {
         details << tr("%1 could not be written: %2").arg(file.name, reasonOf(file.error));

@@ -66,6 +66,54 @@ TEST_F(TapedeckWindowTest, showsLostFramesQuietlyWhileThereAreNone) {
               control<QWidget>("monitorPanel").palette().color(QPalette::Window));
 }
 
+TEST_F(TapedeckWindowTest, countsLossesInWordsOfTheirNumber) {
+    openWindow();
+    const QLabel& field = control<QLabel>("lostFramesField");
+    const auto expectText = [&](QLocale::Language language, const char* text) {
+        installTranslations(QLocale(language));
+        QCoreApplication::processEvents();
+        EXPECT_EQ(field.text(), QString::fromUtf8(text));
+    };
+    click("recordButton");
+    sendFrames(1);
+    auto shortFrame = test::fakeFrame(true, 1);
+    shortFrame.resize(shortFrame.size() / 2);
+    deck->sendFrame(shortFrame);
+    manualClock.advance(1);
+    expectText(QLocale::English, "1 frame lost");
+    expectText(QLocale::German, "1 Bild verloren");
+    deck->sendFrame(shortFrame);
+    deck->sendReceiverMessage(2);
+    manualClock.advance(1);
+    expectText(QLocale::German, "2 Bilder verloren · 1 Störung");
+    expectText(QLocale::English, "2 frames lost · 1 problem");
+    EXPECT_TRUE(field.toolTip().startsWith(field.text()));
+    click("stopButton");
+}
+
+TEST_F(TapedeckWindowTest, keepsItsLayoutWhenALossAppears) {
+    for (const auto language : {QLocale::English, QLocale::German}) {
+        installTranslations(QLocale(language));
+        openWindow();
+        const QSize least = window->minimumSizeHint();
+        const QRect picture = control<PreviewView>("previewView").geometry();
+        click("recordButton");
+        const QSize size = window->size();
+        deck->sendReceiverMessage(2);
+        manualClock.advance(1);
+        auto& field = control<QLabel>("lostFramesField");
+        EXPECT_TRUE(field.text().contains(QStringLiteral(" · ")));
+        field.setText(field.text().repeated(5));  // as with very large numbers
+        QCoreApplication::processEvents();
+        EXPECT_EQ(window->minimumSizeHint(), least);
+        EXPECT_EQ(window->size(), size);
+        EXPECT_EQ(control<PreviewView>("previewView").geometry(), picture);
+        click("stopButton");
+        closeEverything();
+    }
+    installTranslations(QLocale(QLocale::English));
+}
+
 TEST_F(TapedeckWindowTest, raisesAnAlarmWhileAFileCannotBeWritten) {
     openWindow();
     const auto& preview = control<PreviewView>("previewView");

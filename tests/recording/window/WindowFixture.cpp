@@ -1,5 +1,6 @@
 #include "WindowFixture.h"
 
+#include <QLocale>
 #include <QTest>
 
 #include "capture/AVCGlobals.h"
@@ -10,7 +11,7 @@
 namespace takebox::test {
 
 void WindowFixture::SetUp() {
-    loadResources();
+    installTranslations(QLocale(QLocale::English));
     Defaults::standard().reopen(folder.filePath(QStringLiteral("defaults.plist")));
 }
 
