@@ -8,6 +8,7 @@
 #include <QShortcut>
 #include <QSortFilterProxyModel>
 #include <QStyle>
+#include <QStyledItemDelegate>
 #include <algorithm>
 
 #include "display/widgets/Icons.h"
@@ -23,6 +24,22 @@ namespace {
 constexpr double kRefreshInterval = 1.0;
 // A long list is not measured whole for the width of its columns.
 constexpr int kRowsToMeasure = 100;
+
+/// Gives every cell room for the bold text that it has while its recording runs.
+class RoomyDelegate : public QStyledItemDelegate {
+public:
+    using QStyledItemDelegate::QStyledItemDelegate;
+
+    [[nodiscard]] QSize sizeHint(const QStyleOptionViewItem& option,
+                                 const QModelIndex& index) const override {
+        QStyleOptionViewItem cell = option;
+        initStyleOption(&cell, index);
+        cell.font.setBold(true);
+        cell.fontMetrics = QFontMetrics(cell.font);
+        return cell.widget->style()->sizeFromContents(QStyle::CT_ItemViewItem, &cell, {},
+                                                      cell.widget);
+    }
+};
 
 }  // namespace
 
@@ -85,6 +102,8 @@ void CSchedulingWindowController::awakeTable() {
     arrayController->setSortCaseSensitivity(Qt::CaseInsensitive);
     arrayController->setSortLocaleAware(true);
     mUi->eventsTableView->setModel(arrayController);
+    mUi->eventsTableView->setItemDelegate(
+        std::make_unique<RoomyDelegate>(mUi->eventsTableView).release());
     mUi->eventsTableView->horizontalHeader()->setResizeContentsPrecision(kRowsToMeasure);
     // A third click on a header gives back the user's own order, in which the window begins.
     mUi->eventsTableView->horizontalHeader()->setSortIndicatorClearable(true);

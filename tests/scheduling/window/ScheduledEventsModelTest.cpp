@@ -1,5 +1,6 @@
 #include <QIcon>
 #include <QSignalSpy>
+#include <QStyledItemDelegate>
 
 #include "scheduling/window/SchedulingWindow.h"
 
@@ -41,6 +42,22 @@ TEST_F(SchedulingWindow, followsTheStateOfItsEvents) {
     EXPECT_EQ(cell(1, 5), "Next, in 2 h 59 min");
     clock.advance(70);
     EXPECT_EQ(cell(0, 5), "Done");
+}
+
+TEST_F(SchedulingWindow, hasRoomForTheRowOfARunningRecording) {
+    add("A recording with a name of some length", QTime(12, 0, 5), 60);
+    gScheduler->start();
+    clock.advance(5);
+    ASSERT_EQ(cell(0, 5), "Recording");
+    QStyleOptionViewItem option;
+    option.initFrom(&table());
+    option.widget = &table();
+    const QStyledItemDelegate plain;
+    for (int column = 0; column < table().model()->columnCount(); ++column) {
+        const auto index = table().model()->index(0, column);
+        EXPECT_TRUE(index.data(Qt::FontRole).value<QFont>().bold());
+        EXPECT_GE(table().columnWidth(column), plain.sizeHint(option, index).width()) << column;
+    }
 }
 
 TEST_F(SchedulingWindow, marksAnEventWhoseDeviceIsAbsent) {
