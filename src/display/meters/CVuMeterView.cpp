@@ -6,6 +6,11 @@
 #include <cmath>
 
 namespace takebox {
+namespace {
+
+constexpr double kOldLevelOpacity = 0.3;
+
+}  // namespace
 
 CVuMeterView::CVuMeterView(QWidget* parent) : QWidget(parent) {
     setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Expanding);
@@ -59,6 +64,7 @@ QSize CVuMeterView::minimumSizeHint() const {
 
 void CVuMeterView::paintEvent(QPaintEvent* /*event*/) {
     QPainter painter(this);
+    painter.setOpacity(isEnabled() ? 1 : kOldLevelOpacity);
     drawRect(painter, QRectF(0, 0, width(), height()), height());
 }
 

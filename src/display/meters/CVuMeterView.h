@@ -10,7 +10,8 @@ namespace takebox {
 
 /// A level meter: a column of segments, lit from the bottom up to a level between 0 and 1. The top
 /// tenth is red, the tenth below it orange, the rest green. No peak hold, no decay: it shows the
-/// last level that it was given. Main thread.
+/// last level that it was given; faintly while it is disabled, because the level is old. Main
+/// thread.
 class CVuMeterView : public QWidget {
     Q_OBJECT
 

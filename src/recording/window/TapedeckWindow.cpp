@@ -389,9 +389,16 @@ void TapedeckWindow::checkSignal() {
         mReceivedFrames = frames;
         mSinceLastFrame.restart();
         mUi->previewView->setNotice({}, {});
+        showLevelsAsLive(true);
     } else if (mSinceLastFrame.elapsed() >= kSignalTimeout) {
         mUi->previewView->setNotice(tr("No signal"), whyNoSignal(*device));
+        showLevelsAsLive(false);
     }
+}
+
+void TapedeckWindow::showLevelsAsLive(bool areLive) {
+    mUi->leftVuMeter->setEnabled(areLive);
+    mUi->rightVuMeter->setEnabled(areLive);
 }
 
 QString TapedeckWindow::whyNoSignal(const CDVDevice& device) {

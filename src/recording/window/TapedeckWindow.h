@@ -53,6 +53,7 @@ private:
     void showRefusedFiles();
     void showLosses();
     void checkSignal();
+    void showLevelsAsLive(bool areLive);
     [[nodiscard]] static QString whyNoSignal(const CDVDevice& device);
 
     CDVDeviceWindowController& mController;

@@ -98,6 +98,22 @@ TEST(CVuMeterView, drawsInItsWidget) {
     EXPECT_EQ(image.pixel(5, 2), kGray);
 }
 
+TEST(CVuMeterView, drawsAnOldLevelFaintly) {
+    CVuMeterView meter;
+    meter.resize(10, 30);
+    QPalette palette;
+    palette.setColor(QPalette::Window, Qt::black);
+    meter.setPalette(palette);
+    meter.setDoubleValue(0.5);
+    const auto colorAt = [&meter](int y) { return meter.grab().toImage().pixelColor(5, y); };
+    EXPECT_EQ(colorAt(29).rgb(), kGreen);
+    meter.setEnabled(false);
+    EXPECT_LT(colorAt(29).green(), 150) << "a lit segment";
+    EXPECT_LT(colorAt(2).green(), 150) << "an unlit one";
+    meter.setEnabled(true);
+    EXPECT_EQ(colorAt(29).rgb(), kGreen);
+}
+
 TEST(CVuMeterView, redrawsOnlyWhenTheLevelMovesByAStep) {
     CountingMeter meter;
     meter.setFixedSize(10, 100);

@@ -294,10 +294,14 @@ TEST_F(TapedeckWindowTest, saysWhenFramesHaveStopped) {
     auto& preview = control<PreviewView>("previewView");
     EXPECT_TRUE(test::waitUntil([&preview] { return !preview.notice().isEmpty(); }));
     EXPECT_EQ(preview.notice(), QStringLiteral("No signal"));
+    EXPECT_FALSE(isEnabled("leftVuMeter"));
+    EXPECT_FALSE(isEnabled("rightVuMeter"));
     EXPECT_TRUE(test::waitUntil([&] {
         sendFrames(1);
         return preview.notice().isEmpty();
     }));
+    EXPECT_TRUE(isEnabled("leftVuMeter"));
+    EXPECT_TRUE(isEnabled("rightVuMeter"));
     EXPECT_TRUE(test::waitUntil([&preview] { return !preview.notice().isEmpty(); }));
 }
 
