@@ -12,6 +12,7 @@
 #include <algorithm>
 
 #include "display/widgets/Icons.h"
+#include "display/widgets/WindowFit.h"
 #include "scheduling/CScheduler.h"
 #include "scheduling/ScheduledDecks.h"
 #include "scheduling/window/ScheduledEventsModel.h"
@@ -54,6 +55,7 @@ CSchedulingWindowController::CSchedulingWindowController(ScheduledDecks& decks, 
       mWindow(std::make_unique<QWidget>()),
       mSheet(std::make_unique<Ui::SchedulingEvent>()) {
     mUi->setupUi(mWindow.get());
+    fitToScreen(*mWindow);
     mWindow->setWindowIcon(applicationIcon(QStringLiteral("TapedeckIcon")));
     // Owned by the window.
     eventSheetWindow = std::make_unique<QDialog>(mWindow.get()).release();
