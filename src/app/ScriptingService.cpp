@@ -105,6 +105,7 @@ ScriptingService::~ScriptingService() {
 
 bool ScriptingService::start(const QDBusConnection& bus) {
     mBus = bus;
+    rememberDecks();
     if (!mBus.isConnected()) {
         logMessage("There is no session bus: other programs cannot control this one");
         return false;
@@ -265,7 +266,7 @@ QVariantMap ScriptingService::properties(const QString& guid, bool withLive) con
     return values;
 }
 
-void ScriptingService::announceDecks() {
+void ScriptingService::rememberDecks() {
     const QStringList guids = mDecks.guids();
     mAnnounced.removeIf([&guids](const auto& known) { return !guids.contains(known.key()); });
     for (const QString& guid : guids) {
@@ -273,6 +274,10 @@ void ScriptingService::announceDecks() {
             mAnnounced.insert(guid, properties(guid, false));
         }
     }
+}
+
+void ScriptingService::announceDecks() {
+    rememberDecks();
     const QString devices = QStringLiteral("Devices");
     sendPropertiesChanged(kPath, kApplicationInterface,
                           {{devices, applicationProperties().value(devices)}});

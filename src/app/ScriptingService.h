@@ -62,6 +62,7 @@ private:
     [[nodiscard]] QDBusMessage replyToSet(const QDBusMessage& message, const QString& guid);
     [[nodiscard]] QVariantMap applicationProperties() const;
     [[nodiscard]] QVariantMap properties(const QString& guid, bool withLive) const;
+    void rememberDecks();
     void announceDecks();
     void announceDeck(const QString& guid);
     void sendPropertiesChanged(const QString& path, const QString& interface,

@@ -13,7 +13,7 @@ namespace takebox::test {
 
 using namespace Qt::StringLiterals;
 
-RunningRecorder::RunningRecorder() {
+RunningRecorder::RunningRecorder(bool isSetUp) {
     Defaults::standard().reopen(mFolder.filePath(u"preferences.plist"_s));
     CTapedeckApplication::initialize();
     Options options;
@@ -26,7 +26,7 @@ RunningRecorder::RunningRecorder() {
     mApplication = std::make_unique<CTapedeckApplication>(options, mInterface);
     EXPECT_TRUE(mApplication->finishLaunching());
     EXPECT_EQ(gDVDevicesController->countDevices(), 2);
-    for (int i = 0; i < 2; ++i) {
+    for (int i = 0; isSetUp && i < 2; ++i) {
         deck(i).setRecordingName(u"Show %1"_s.arg(i));
         deck(i).setRawRecordingFolderPath(mFolder.path());
         deck(i).setReferenceMovieFolderPath(mFolder.path());

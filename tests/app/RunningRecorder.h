@@ -16,7 +16,8 @@ public:
     static inline const QString kPALGuid = QStringLiteral("00000000000000a1");
     static inline const QString kNTSCGuid = QStringLiteral("00000000000000b2");
 
-    RunningRecorder();
+    /// @param isSetUp the decks have been given names and folders.
+    explicit RunningRecorder(bool isSetUp = true);
     ~RunningRecorder();
     RunningRecorder(const RunningRecorder&) = delete;
     RunningRecorder& operator=(const RunningRecorder&) = delete;

@@ -189,6 +189,14 @@ TEST(ScriptingService, changesAreAnnouncedWithWhatChangedOnly) {
     EXPECT_TRUE(monitor.sees("'recordingName': <'Late Show'>"));
 }
 
+TEST(ScriptingService, firstChangeIsAnnouncedWithWhatChangedOnly) {
+    const RunningRecorder recorder(false);
+    Monitor monitor;
+    recorder.deck(0).setRecordingName(u"Late Show"_s);
+    EXPECT_TRUE(monitor.sees("'recordingName': <'Late Show'>"));
+    EXPECT_FALSE(monitor.seen().contains("'deviceName'")) << monitor.seen().constData();
+}
+
 TEST(ScriptingService, everyChangeOfASettingIsAnnounced) {
     const RunningRecorder recorder;
     ScriptableDecks decks;
