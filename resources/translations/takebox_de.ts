@@ -258,94 +258,6 @@
 <context>
     <name>QObject</name>
     <message>
-        <source>a raw file could not be made</source>
-        <translation>eine Rohdatei konnte nicht angelegt werden</translation>
-    </message>
-    <message>
-        <source>%1 frames of %2, the disk was too slow</source>
-        <translation>%1 Bilder von %2, die Platte war zu langsam</translation>
-    </message>
-    <message>
-        <source>%1 frames of %2: %3</source>
-        <translation>%1 Bilder von %2: %3</translation>
-    </message>
-    <message>
-        <source>%1 frames and %2 sound samples of %3</source>
-        <translation>%1 Bilder und %2 Tonwerte von %3</translation>
-    </message>
-    <message>
-        <source>everything, no frame was received</source>
-        <translation>alles, es kam kein Bild an</translation>
-    </message>
-    <message>
-        <source>frames on the way from the device, %1 times</source>
-        <translation>Bilder auf dem Weg vom Gerät, %1-mal</translation>
-    </message>
-    <message>
-        <source>%1 frames of a wrong size</source>
-        <translation>%1 Bilder falscher Größe</translation>
-    </message>
-    <message>
-        <source>Disk at %1</source>
-        <translation>Festplatte bei %1</translation>
-    </message>
-    <message>
-        <source>cannot be written: %1</source>
-        <translation>kann nicht beschrieben werden: %1</translation>
-    </message>
-    <message>
-        <source>Choose a folder that you may write into.</source>
-        <translation>Wählen Sie einen Ordner, in den Sie schreiben dürfen.</translation>
-    </message>
-    <message>
-        <source>Make room on the disk or choose another one.</source>
-        <translation>Schaffen Sie Platz auf der Festplatte oder wählen Sie eine andere.</translation>
-    </message>
-    <message>
-        <source>writes %1 MB a second, enough for %2 decks</source>
-        <translation>schreibt %1 MB je Sekunde, genug für %2 Geräte</translation>
-    </message>
-    <message>
-        <source>Record to a faster disk, or one kind of movie only.</source>
-        <translation>Nehmen Sie auf eine schnellere Festplatte auf oder nur eine Art von Film.</translation>
-    </message>
-    <message>
-        <source>Announcement</source>
-        <translation>Bekanntgabe</translation>
-    </message>
-    <message>
-        <source>the mDNS daemon runs</source>
-        <translation>der mDNS-Dienst läuft</translation>
-    </message>
-    <message>
-        <source>no mDNS daemon runs</source>
-        <translation>es läuft kein mDNS-Dienst</translation>
-    </message>
-    <message>
-        <source>Install and start avahi-daemon if the recorder is to be found on the network by its name.</source>
-        <translation>Installieren und starten Sie avahi-daemon, wenn der Recorder im Netz unter seinem Namen zu finden sein soll.</translation>
-    </message>
-    <message>
-        <source>Session bus</source>
-        <translation>Sitzungsbus</translation>
-    </message>
-    <message>
-        <source>connected</source>
-        <translation>verbunden</translation>
-    </message>
-    <message>
-        <source>none</source>
-        <translation>keiner</translation>
-    </message>
-    <message>
-        <source>Scripts cannot reach the recorder. Start it in a desktop session or with dbus-run-session.</source>
-        <translation>Skripte erreichen den Recorder nicht. Starten Sie ihn in einer Desktop-Sitzung oder mit dbus-run-session.</translation>
-    </message>
-    <message>
-        <source>all of %1, somebody removed it</source>
-        <translation>alles von %1, jemand hat die Datei entfernt</translation>
-    </message>
-    <message>
         <source>frames of a wrong size: %1</source>
         <translation>Bilder falscher Größe: %1</translation>
     </message>
@@ -376,10 +288,6 @@
     <message>
         <source>the disk has no room for the new movie: it takes %1. The original is as it was</source>
         <translation>Auf dem Datenträger ist kein Platz für den neuen Film: Er braucht %1. Das Original ist unverändert</translation>
-    </message>
-    <message>
-        <source>the recording</source>
-        <translation>die Aufnahme</translation>
     </message>
     <message>
         <source>cancelled; the original is as it was</source>
@@ -442,24 +350,8 @@
         <translation>Störungen auf dem Weg vom Deck: %1</translation>
     </message>
     <message>
-        <source>%1 frames on the way from the device</source>
-        <translation>%1 Bilder auf dem Weg vom Gerät</translation>
-    </message>
-    <message>
-        <source>There is no such folder: create it or choose another one.</source>
-        <translation>Diesen Ordner gibt es nicht: Legen Sie ihn an oder wählen Sie einen anderen.</translation>
-    </message>
-    <message>
-        <source>The disk is write-protected: mount it for writing or choose another one.</source>
-        <translation>Die Festplatte ist schreibgeschützt: Hängen Sie sie zum Schreiben ein oder wählen Sie eine andere.</translation>
-    </message>
-    <message>
-        <source>The disk does not work as it should: check its cable, look into the system&apos;s log, and record to another one.</source>
-        <translation>Die Festplatte arbeitet nicht, wie sie sollte: Prüfen Sie ihr Kabel, sehen Sie ins Systemprotokoll, und zeichnen Sie auf eine andere auf.</translation>
-    </message>
-    <message>
-        <source>Choose another folder or another disk.</source>
-        <translation>Wählen Sie einen anderen Ordner oder eine andere Festplatte.</translation>
+        <source>the recording cannot be read: %1</source>
+        <translation>Die Aufnahme kann nicht gelesen werden: %1</translation>
     </message>
 </context>
 <context>
@@ -1282,48 +1174,6 @@ Bis dahin empfangen: %3, %4 Bilder, %5 verloren. Prüfen Sie Kabel und Strom und
     <message>
         <source>%1 is connected, but sends a signal that cannot be recorded, such as HDV. Switch its output to DV.</source>
         <translation>%1 ist angeschlossen, sendet aber ein Signal, das nicht aufgezeichnet werden kann, etwa HDV. Stellen Sie den Ausgang auf DV.</translation>
-    </message>
-</context>
-<context>
-    <name>takebox::RecordRun</name>
-    <message>
-        <source>cannot create the folder %1: %2</source>
-        <translation>der Ordner %1 lässt sich nicht anlegen: %2</translation>
-    </message>
-    <message>
-        <source>cannot write into the folder %1: %2</source>
-        <translation>in den Ordner %1 lässt sich nicht schreiben: %2</translation>
-    </message>
-    <message>
-        <source>no DV device found. Connect one and switch it on, or try --virtual-deck ntsc.</source>
-        <translation>kein DV-Gerät gefunden. Schließen Sie eines an und schalten Sie es ein, oder versuchen Sie --virtual-deck ntsc.</translation>
-    </message>
-    <message numerus="yes">
-        <source>Recording %n device(s) for %1 s into %2</source>
-        <translation>
-            <numerusform>Nimmt %n Gerät %1 s lang nach %2 auf</numerusform>
-            <numerusform>Nimmt %n Geräte %1 s lang nach %2 auf</numerusform>
-        </translation>
-    </message>
-    <message>
-        <source>%1: %2 frames (%3 s), time code %4 to %5</source>
-        <translation>%1: %2 Bilder (%3 s), Timecode %4 bis %5</translation>
-    </message>
-    <message>
-        <source>, nothing lost</source>
-        <translation>, nichts verloren</translation>
-    </message>
-    <message>
-        <source>, LOST: </source>
-        <translation>, VERLOREN: </translation>
-    </message>
-    <message>
-        <source>; </source>
-        <translation>; </translation>
-    </message>
-    <message>
-        <source>only %1 of %2 s were received</source>
-        <translation>nur %1 von %2 s wurden empfangen</translation>
     </message>
 </context>
 <context>

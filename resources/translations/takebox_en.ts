@@ -33,14 +33,4 @@
         </translation>
     </message>
 </context>
-<context>
-    <name>takebox::RecordRun</name>
-    <message numerus="yes">
-        <source>Recording %n device(s) for %1 s into %2</source>
-        <translation>
-            <numerusform>Recording %n device for %1 s into %2</numerusform>
-            <numerusform>Recording %n devices for %1 s into %2</numerusform>
-        </translation>
-    </message>
-</context>
 </TS>

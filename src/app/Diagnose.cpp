@@ -6,7 +6,6 @@
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <QFile>
-#include <QObject>
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
@@ -28,9 +27,10 @@ std::string utf8(const QString& text) {
 }
 
 avc::DiagnosisLine diskThatCannotBeWritten(const std::string& topic, int error) {
-    return {topic,
-            utf8(QObject::tr("cannot be written: %1").arg(QString::fromLocal8Bit(strerror(error)))),
-            utf8(adviceOnDisk(error))};
+    return {
+        topic,
+        utf8(QStringLiteral("cannot be written: %1").arg(QString::fromLocal8Bit(strerror(error)))),
+        utf8(adviceOnDisk(error))};
 }
 
 avc::DiagnosisLine diagnoseAnnouncement() {
@@ -38,20 +38,20 @@ avc::DiagnosisLine diagnoseAnnouncement() {
     const bool isThere = bus.isConnected() && bus.interface()->isServiceRegistered(
                                                   QStringLiteral("org.freedesktop.Avahi"));
     if (isThere) {
-        return {utf8(QObject::tr("Announcement")), utf8(QObject::tr("the mDNS daemon runs")), {}};
+        return {"Announcement", "the mDNS daemon runs", {}};
     }
-    return {utf8(QObject::tr("Announcement")), utf8(QObject::tr("no mDNS daemon runs")),
-            utf8(QObject::tr("Install and start avahi-daemon if the recorder is to be found on the "
-                             "network by its name."))};
+    return {"Announcement", "no mDNS daemon runs",
+            "Install and start avahi-daemon if the recorder is to be found on the "
+            "network by its name."};
 }
 
 avc::DiagnosisLine diagnoseSessionBus() {
     if (QDBusConnection::sessionBus().isConnected()) {
-        return {utf8(QObject::tr("Session bus")), utf8(QObject::tr("connected")), {}};
+        return {"Session bus", "connected", {}};
     }
-    return {utf8(QObject::tr("Session bus")), utf8(QObject::tr("none")),
-            utf8(QObject::tr("Scripts cannot reach the recorder. Start it in a desktop session or "
-                             "with dbus-run-session."))};
+    return {"Session bus", "none",
+            "Scripts cannot reach the recorder. Start it in a desktop session or "
+            "with dbus-run-session."};
 }
 
 }  // namespace
@@ -60,28 +60,28 @@ QString adviceOnDisk(int error) {
     switch (error) {
         case ENOENT:
         case ENOTDIR:
-            return QObject::tr("There is no such folder: create it or choose another one.");
+            return QStringLiteral("There is no such folder: create it or choose another one.");
         case EACCES:
         case EPERM:
-            return QObject::tr("Choose a folder that you may write into.");
+            return QStringLiteral("Choose a folder that you may write into.");
         case EROFS:
-            return QObject::tr(
+            return QStringLiteral(
                 "The disk is write-protected: mount it for writing or choose another "
                 "one.");
         case ENOSPC:
         case EDQUOT:
-            return QObject::tr("Make room on the disk or choose another one.");
+            return QStringLiteral("Make room on the disk or choose another one.");
         case EIO:
-            return QObject::tr(
+            return QStringLiteral(
                 "The disk does not work as it should: check its cable, look into the "
                 "system's log, and record to another one.");
         default:
-            return QObject::tr("Choose another folder or another disk.");
+            return QStringLiteral("Choose another folder or another disk.");
     }
 }
 
 avc::DiagnosisLine diagnoseDisk(const QString& folder) {
-    avc::DiagnosisLine line{utf8(QObject::tr("Disk at %1").arg(folder)), {}, {}};
+    avc::DiagnosisLine line{utf8(QStringLiteral("Disk at %1").arg(folder)), {}, {}};
     QByteArray path = QFile::encodeName(folder + QStringLiteral("/takebox-XXXXXX"));
     const int descriptor = ::mkostemp(path.data(), O_CLOEXEC);
     if (descriptor < 0) {
@@ -107,11 +107,11 @@ avc::DiagnosisLine diagnoseDisk(const QString& folder) {
     const std::chrono::duration<double> time = std::chrono::steady_clock::now() - begin;
     const double rate = static_cast<double>(written) / time.count();
     const int decks = static_cast<int>(rate / kDeckRate);
-    line.finding = utf8(QObject::tr("writes %1 MB a second, enough for %2 decks")
+    line.finding = utf8(QStringLiteral("writes %1 MB a second, enough for %2 decks")
                             .arg(rate / 1e6, 0, 'f', 0)
                             .arg(decks));
     if (decks == 0) {
-        line.advice = utf8(QObject::tr("Record to a faster disk, or one kind of movie only."));
+        line.advice = "Record to a faster disk, or one kind of movie only.";
     }
     return line;
 }

@@ -55,12 +55,12 @@ RecordRun::~RecordRun() {
 
 bool RecordRun::folderIsUsable() const {
     if (!QDir().mkpath(mFolder)) {
-        printError(tr("cannot create the folder %1: %2")
+        printError(QStringLiteral("cannot create the folder %1: %2")
                        .arg(mFolder, QString::fromLocal8Bit(strerror(errno))));
         return false;
     }
     if (::access(QFile::encodeName(mFolder).constData(), W_OK | X_OK) != 0) {
-        printError(tr("cannot write into the folder %1: %2")
+        printError(QStringLiteral("cannot write into the folder %1: %2")
                        .arg(mFolder, QString::fromLocal8Bit(strerror(errno))));
         return false;
     }
@@ -85,8 +85,8 @@ void RecordRun::waitForDevices() {
     } else if (mIsInterrupted || secondsBetween(mStarted, mClock.monotonicNow()) > kDeviceWait) {
         mClock.cancel(mTimer);
         printError(
-            tr("no DV device found. Connect one and switch it on, or try "
-               "--virtual-deck ntsc."));
+            QStringLiteral("no DV device found. Connect one and switch it on, or try "
+                           "--virtual-deck ntsc."));
         finish(1);
     }
 }
@@ -108,10 +108,11 @@ void RecordRun::startTakes() {
         controller->setLoopRecording(false);
         mTakes.push_back({controller, controller->deviceName(), 0, {}});
     }
-    printLine(
-        tr("Recording %n device(s) for %1 s into %2", nullptr, static_cast<int>(mTakes.size()))
-            .arg(mSeconds)
-            .arg(mFolder));
+    printLine(QStringLiteral("Recording %1 %2 for %3 s into %4")
+                  .arg(mTakes.size())
+                  .arg(mTakes.size() == 1 ? QStringLiteral("device") : QStringLiteral("devices"))
+                  .arg(mSeconds)
+                  .arg(mFolder));
     mStarted = mClock.monotonicNow();
     for (const auto& take : mTakes) {
         take.controller->recordButtonPushed();
@@ -176,15 +177,18 @@ bool RecordRun::report(const Take& take) const {
     QStringList losses = outcome.losses();
     const double received = rate > 0 ? static_cast<double>(outcome.frames) / rate : 0.0;
     if (received < mSeconds && outcome.frames != 0 && !mIsInterrupted) {
-        losses << tr("only %1 of %2 s were received").arg(received, 0, 'f', 2).arg(mSeconds);
+        losses << QStringLiteral("only %1 of %2 s were received")
+                      .arg(received, 0, 'f', 2)
+                      .arg(mSeconds);
     }
     QString summary =
-        tr("%1: %2 frames (%3 s), time code %4 to %5")
+        QStringLiteral("%1: %2 frames (%3 s), time code %4 to %5")
             .arg(take.name)
             .arg(outcome.frames)
             .arg(received, 0, 'f', 2)
             .arg(timeCodeText(outcome.firstTimeCode), timeCodeText(outcome.lastTimeCode));
-    summary += losses.isEmpty() ? tr(", nothing lost") : tr(", LOST: ") + losses.join(tr("; "));
+    summary += losses.isEmpty() ? QStringLiteral(", nothing lost")
+                                : QStringLiteral(", LOST: ") + losses.join(QStringLiteral("; "));
     printLine(summary);
     QStringList paths;
     if (outcome.dvFile) {

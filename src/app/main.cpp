@@ -26,8 +26,10 @@ namespace {
 
 /// Once the application object is there.
 void prepareApplication() {
-    // It has taken over the user's locale, and with it a comma in the numbers of Lua and others.
+    // It has taken over the user's locale, and with it a comma in the numbers of Lua and others,
+    // and the system's messages in the log in another language than ours.
     std::setlocale(LC_NUMERIC, "C");
+    std::setlocale(LC_MESSAGES, "C");
     QCoreApplication::setApplicationName(QStringLiteral("takebox"));
     QCoreApplication::setApplicationVersion(QStringLiteral(TAKEBOX_VERSION));
 }

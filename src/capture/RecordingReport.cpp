@@ -1,6 +1,5 @@
 #include "capture/RecordingReport.h"
 
-#include <QObject>
 #include <algorithm>
 #include <cstring>
 #include <utility>
@@ -10,20 +9,20 @@ namespace {
 
 void addFileLosses(const std::shared_ptr<const BufferedFile>& file, QStringList& losses) {
     if (!file) {
-        losses << QObject::tr("a raw file could not be made");
+        losses << QStringLiteral("a raw file could not be made");
         return;
     }
     const QString name = file->path().section(QLatin1Char('/'), -1);
     const auto missing = file->droppedBlocks() + countFrames(file->refusedFrames());
     if (file->wasRemoved()) {
-        losses << QObject::tr("all of %1, somebody removed it").arg(name);
+        losses << QStringLiteral("all of %1, somebody removed it").arg(name);
     }
     if (const int error = file->writeError(); error != 0) {
-        losses << QObject::tr("%1 frames of %2: %3")
+        losses << QStringLiteral("%1 frames of %2: %3")
                       .arg(missing)
                       .arg(name, QString::fromLocal8Bit(strerror(error)));
     } else if (missing != 0) {
-        losses << QObject::tr("%1 frames of %2, the disk was too slow").arg(missing).arg(name);
+        losses << QStringLiteral("%1 frames of %2, the disk was too slow").arg(missing).arg(name);
     }
 }
 
@@ -31,16 +30,16 @@ void addMovieLosses(const QuickTimeMovie& movie, QStringList& losses) {
     const QuickTimeMovie::Losses lost = movie.losses();
     const QString name = movie.movieFilePath().section(QLatin1Char('/'), -1);
     if (movie.wasRemoved()) {
-        losses << QObject::tr("all of %1, somebody removed it").arg(name);
+        losses << QStringLiteral("all of %1, somebody removed it").arg(name);
     }
     if (lost.areNone()) {
         return;
     }
     losses << (lost.errorNumber != 0
-                   ? QObject::tr("%1 frames of %2: %3")
+                   ? QStringLiteral("%1 frames of %2: %3")
                          .arg(lost.videoFrames)
                          .arg(name, QString::fromLocal8Bit(strerror(lost.errorNumber)))
-                   : QObject::tr("%1 frames and %2 sound samples of %3")
+                   : QStringLiteral("%1 frames and %2 sound samples of %3")
                          .arg(lost.videoFrames)
                          .arg(lost.audioSamples)
                          .arg(name));
@@ -51,22 +50,22 @@ bool isOfFiles(LossKind kind) {
     return kind == LossKind::kRawFiles || kind == LossKind::kMovie || kind == LossKind::kBoth;
 }
 
-QString phraseOf(LossKind kind) {
+const char* phraseOf(LossKind kind) {
     switch (kind) {
         case LossKind::kNotReceived:
-            return QObject::tr("frames that did not arrive: %1");
+            return QT_TRANSLATE_NOOP("QObject", "frames that did not arrive: %1");
         case LossKind::kUnknown:
-            return QObject::tr("problems on the way from the deck: %1");
+            return QT_TRANSLATE_NOOP("QObject", "problems on the way from the deck: %1");
         case LossKind::kWrongSize:
-            return QObject::tr("frames of a wrong size: %1");
+            return QT_TRANSLATE_NOOP("QObject", "frames of a wrong size: %1");
         case LossKind::kRawFiles:
-            return QObject::tr("frames missing in the raw files: %1");
+            return QT_TRANSLATE_NOOP("QObject", "frames missing in the raw files: %1");
         case LossKind::kMovie:
-            return QObject::tr("frames missing in the self-contained movie: %1");
+            return QT_TRANSLATE_NOOP("QObject", "frames missing in the self-contained movie: %1");
         case LossKind::kBoth:
             break;
     }
-    return QObject::tr("frames missing in all files: %1");
+    return QT_TRANSLATE_NOOP("QObject", "frames missing in all files: %1");
 }
 
 QString timeCodeText(const TimeCodeRecord& timeCode) {
@@ -127,17 +126,17 @@ std::uint64_t RecordingReport::framesNotWritten() const {
     return countFrames(std::move(missing)) + (dropped - std::min(dropped, listed));
 }
 
-QStringList RecordingReport::lossesByTimeCode() const {
+QStringList RecordingReport::lossesByTimeCode(Wording wording) const {
     QStringList lines;
     if (!tally) {
         return lines;
     }
     for (const Loss& loss : tally->losses()) {
         lines << timeCodeText(loss.timeCode) + QLatin1Char(' ') +
-                     phraseOf(loss.kind).arg(loss.frames);
+                     wording(phraseOf(loss.kind)).arg(loss.frames);
     }
     if (const auto further = tally->furtherLosses(); further != 0) {
-        lines << QObject::tr("and %1 more").arg(further);
+        lines << wording(QT_TRANSLATE_NOOP("QObject", "and %1 more")).arg(further);
     }
     return lines;
 }
@@ -145,15 +144,15 @@ QStringList RecordingReport::lossesByTimeCode() const {
 QStringList RecordingReport::losses() const {
     QStringList losses;
     if (frames == 0) {
-        losses << QObject::tr("everything, no frame was received");
+        losses << QStringLiteral("everything, no frame was received");
     }
     if (const auto missing = tally ? tally->notReceivedFrames() : 0; missing != 0) {
-        losses << QObject::tr("%1 frames on the way from the device").arg(missing);
+        losses << QStringLiteral("%1 frames on the way from the device").arg(missing);
     } else if (problems != 0) {
-        losses << QObject::tr("frames on the way from the device, %1 times").arg(problems);
+        losses << QStringLiteral("frames on the way from the device, %1 times").arg(problems);
     }
     if (inconsistentFrames != 0) {
-        losses << QObject::tr("%1 frames of a wrong size").arg(inconsistentFrames);
+        losses << QStringLiteral("%1 frames of a wrong size").arg(inconsistentFrames);
     }
     if (wantedRawFiles) {
         addFileLosses(dvFile, losses);

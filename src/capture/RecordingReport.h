@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "capture/RecordingTally.h"
+#include "display/Wording.h"
 #include "storage/BufferedFile.h"
 #include "storage/QuickTimeMovie.h"
 
@@ -38,9 +39,9 @@ struct RecordingReport {
     [[nodiscard]] std::uint64_t lostFrames() const;
     /// A line for each loss with its time code, as
     /// "00:01:02:03 frames missing in the raw files: 5".
-    [[nodiscard]] QStringList lossesByTimeCode() const;
-    /// A phrase for each thing that is not as it should be; empty when nothing was lost. Final once
-    /// the writers have finished.
+    [[nodiscard]] QStringList lossesByTimeCode(Wording wording = &inEnglish) const;
+    /// A phrase in English for each thing that is not as it should be; empty when nothing was lost.
+    /// Final once the writers have finished.
     [[nodiscard]] QStringList losses() const;
 
 private:

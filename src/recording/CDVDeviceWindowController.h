@@ -163,7 +163,8 @@ public:
     [[nodiscard]] qint64 lostFrames() const;
     [[nodiscard]] qint64 problemMessages() const;
     /// A line for each loss, with its time code; empty when nothing was lost.
-    [[nodiscard]] QString losses() const;
+    [[nodiscard]] QString losses() const { return lossesIn(&inEnglish); }
+    [[nodiscard]] QString lossesIn(Wording wording) const;
     /// A file of the recording that the disk has refused to take data for.
     struct RefusedFile {
         QString name;

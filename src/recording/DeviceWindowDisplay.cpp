@@ -152,8 +152,8 @@ qint64 CDVDeviceWindowController::problemMessages() const {
     return _device ? static_cast<qint64>(_device->recordingReport().problems) : 0;
 }
 
-QString CDVDeviceWindowController::losses() const {
-    return _device ? _device->recordingReport().lossesByTimeCode().join(QLatin1Char('\n'))
+QString CDVDeviceWindowController::lossesIn(Wording wording) const {
+    return _device ? _device->recordingReport().lossesByTimeCode(wording).join(QLatin1Char('\n'))
                    : QString();
 }
 

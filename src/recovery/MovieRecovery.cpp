@@ -1,10 +1,11 @@
 // A self-contained movie that was cut off is written anew from its media data and its raw files.
 
 #include <QFileInfo>
-#include <QObject>
+#include <QLocale>
 #include <QStorageInfo>
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <memory>
 
 #include "capture/DVFrameParser.h"
@@ -234,9 +235,10 @@ private:
 
 RecoveryOutcome noRoom(std::uint64_t bytes) {
     return outcome(Kind::kNoRoom,
-                   QObject::tr("the disk has no room for the new movie: it takes %1. The original "
-                               "is as it was")
-                       .arg(QLocale::c().formattedDataSize(static_cast<qint64>(bytes))));
+                   QT_TRANSLATE_NOOP("QObject",
+                                     "the disk has no room for the new movie: it takes %1. The "
+                                     "original is as it was"),
+                   {QLocale::c().formattedDataSize(static_cast<qint64>(bytes))});
 }
 
 /// Writes the new movie whole. @return nothing when it is on the disk.
@@ -250,11 +252,14 @@ std::optional<RecoveryOutcome> write(const Plan& plan, const QString& path,
             break;
         }
         if (const int error = movie.add(source); error != 0) {
-            return unreadable(QObject::tr("the recording"), error);
+            return outcome(Kind::kUnreadable,
+                           QT_TRANSLATE_NOOP("QObject", "the recording cannot be read: %1"),
+                           {QString::fromLocal8Bit(strerror(error))});
         }
         done += source.piece.bytes();
         if (!progress(done, total)) {
-            return outcome(Kind::kCancelled, QObject::tr("cancelled; the original is as it was"));
+            return outcome(Kind::kCancelled,
+                           QT_TRANSLATE_NOOP("QObject", "cancelled; the original is as it was"));
         }
     }
     if (movie.error() == 0) {
@@ -312,7 +317,8 @@ RecoveryOutcome recoverCutOffMovie(const OpenedMovie& movie, const RecordingFact
     addRawFiles(movie, scan, raw, plan);
     if (!settle(movie, facts, plan)) {
         return outcome(Kind::kNothingRecorded,
-                       QObject::tr("%1 holds not a single whole frame").arg(movie.path));
+                       QT_TRANSLATE_NOOP("QObject", "%1 holds not a single whole frame"),
+                       {movie.path});
     }
     const QStorageInfo disk(QFileInfo(movie.path).path());
     const std::uint64_t needed = plan.bytes() + kRoomForMovieAtom;
@@ -331,11 +337,11 @@ RecoveryOutcome recoverCutOffMovie(const OpenedMovie& movie, const RecordingFact
     result.frames = plan.samples(fourCC("vide"));
     result.audioSamples = plan.samples(fourCC("soun"));
     const double rate = (plan.isPAL ? kPALGeometry : kNTSCGeometry).framesPerSecond;
-    result.message = QObject::tr("%1 recovered: %2 frames (%3 s). The original is kept as %4")
-                         .arg(movie.path)
-                         .arg(result.frames)
-                         .arg(static_cast<double>(result.frames) / rate, 0, 'f', 2)
-                         .arg(QFileInfo(result.original).fileName());
+    tell(result,
+         QT_TRANSLATE_NOOP("QObject", "%1 recovered: %2 frames (%3 s). The original is kept as %4"),
+         {movie.path, QString::number(result.frames),
+          QString::number(static_cast<double>(result.frames) / rate, 'f', 2),
+          QFileInfo(result.original).fileName()});
     return result;
 }
 

@@ -2,11 +2,11 @@
 
 #include <QFile>
 #include <QFileInfo>
-#include <QObject>
 #include <array>
 #include <cerrno>
 #include <cstring>
 
+#include "display/Wording.h"
 #include "recovery/RecoverySteps.h"
 
 namespace takebox {
@@ -41,34 +41,43 @@ bool isComplete(const MovieContents& contents, std::uint64_t fileSize) {
 
 }  // namespace
 
-RecoveryOutcome outcome(Kind kind, const QString& message) {
+RecoveryOutcome outcome(Kind kind, const char* message, const QStringList& arguments) {
     RecoveryOutcome result;
     result.kind = kind;
-    result.message = message;
+    tell(result, message, arguments);
     return result;
 }
 
+void tell(RecoveryOutcome& outcome, const char* message, const QStringList& arguments) {
+    outcome.message = withArguments(inEnglish(message), arguments);
+    outcome.localMessage = withArguments(inDesktopLanguage(message), arguments);
+}
+
 RecoveryOutcome unreadable(const QString& path, int error) {
-    return outcome(
-        Kind::kUnreadable,
-        QObject::tr("%1 cannot be read: %2").arg(path, QString::fromLocal8Bit(strerror(error))));
+    return outcome(Kind::kUnreadable, QT_TRANSLATE_NOOP("QObject", "%1 cannot be read: %2"),
+                   {path, QString::fromLocal8Bit(strerror(error))});
 }
 
 RecoveryOutcome cannotWrite(int error) {
     if (error == ENOSPC || error == EDQUOT) {
         return outcome(Kind::kNoRoom,
-                       QObject::tr("the disk is full; make room and try again. The original is "
-                                   "as it was"));
+                       QT_TRANSLATE_NOOP("QObject",
+                                         "the disk is full; make room and try again. The original "
+                                         "is as it was"));
     }
     return outcome(Kind::kFailed,
-                   QObject::tr("the new movie cannot be written: %1. The original is as it was")
-                       .arg(QString::fromLocal8Bit(strerror(error))));
+                   QT_TRANSLATE_NOOP("QObject",
+                                     "the new movie cannot be written: %1. The original is as it "
+                                     "was"),
+                   {QString::fromLocal8Bit(strerror(error))});
 }
 
 RecoveryOutcome putInPlace(Replacement& replacement, bool isAsPlanned) {
     if (!isAsPlanned) {
-        return outcome(Kind::kFailed, QObject::tr("the new movie is not as it was written; the "
-                                                  "original is as it was"));
+        return outcome(Kind::kFailed,
+                       QT_TRANSLATE_NOOP("QObject",
+                                         "the new movie is not as it was written; the original is "
+                                         "as it was"));
     }
     RecoveryOutcome result;
     if (const int error = replacement.replaceOriginal(result.original); error != 0) {
@@ -113,8 +122,9 @@ RecoveryOutcome recoverFile(const QString& path, const RecordingFacts& facts,
     }
     movie.file = file.get();
     if (file->isBeingRecorded()) {
-        return outcome(Kind::kBeingRecorded,
-                       QObject::tr("%1 is being recorded; stop the recording first").arg(path));
+        return outcome(
+            Kind::kBeingRecorded,
+            QT_TRANSLATE_NOOP("QObject", "%1 is being recorded; stop the recording first"), {path});
     }
     if (error = readMovie(*file, movie.contents); error != 0) {
         return unreadable(path, error);
@@ -124,11 +134,13 @@ RecoveryOutcome recoverFile(const QString& path, const RecordingFacts& facts,
     }
     if (isComplete(movie.contents, file->size())) {
         return outcome(Kind::kNothingToDo,
-                       QObject::tr("%1 is complete; there is nothing to do").arg(path));
+                       QT_TRANSLATE_NOOP("QObject", "%1 is complete; there is nothing to do"),
+                       {path});
     }
     const bool isCutOff = movie.contents.isMovieFile || file->size() < kMediaDataOffset;
     if (!isCutOff || QFileInfo(movie.path).suffix() == QLatin1String("ref")) {
-        return outcome(Kind::kNotAMovie, QObject::tr("%1 is no movie of this program").arg(path));
+        return outcome(Kind::kNotAMovie,
+                       QT_TRANSLATE_NOOP("QObject", "%1 is no movie of this program"), {path});
     }
     return recoverCutOffMovie(movie, facts, progress);
 }

@@ -30,7 +30,8 @@ struct RecoveryOutcome {
         kBeingRecorded,    ///< a program is writing it
     };
     Kind kind = Kind::kFailed;
-    QString message;           ///< one sentence for the operator
+    QString message;           ///< one sentence for the log and the command line, in English
+    QString localMessage;      ///< the same in the language of the desktop
     QString original;          ///< where the original file is now; empty when it was not touched
     std::uint64_t frames = 0;  ///< in the movie
     std::uint64_t audioSamples = 0;  ///< sample frames in the movie

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QString>
+#include <QStringList>
 #include <optional>
 
 #include "platform/movietoolbox/MovieReader.h"
@@ -24,7 +25,11 @@ struct OpenedMovie {
 /// The reference movie, to the length of its raw files.
 [[nodiscard]] RecoveryOutcome fitReferenceMovie(const OpenedMovie& movie);
 
-[[nodiscard]] RecoveryOutcome outcome(RecoveryOutcome::Kind kind, const QString& message);
+/// @param message marked with QT_TRANSLATE_NOOP("QObject", ...).
+[[nodiscard]] RecoveryOutcome outcome(RecoveryOutcome::Kind kind, const char* message,
+                                      const QStringList& arguments = {});
+/// Puts the message into an outcome.
+void tell(RecoveryOutcome& outcome, const char* message, const QStringList& arguments);
 /// For an errno value that stopped the reading (of `path`) or the writing of the result.
 [[nodiscard]] RecoveryOutcome unreadable(const QString& path, int error);
 [[nodiscard]] RecoveryOutcome cannotWrite(int error);

@@ -1,7 +1,6 @@
 // A reference movie is written anew for as many frames and samples as its raw files hold.
 
 #include <QFileInfo>
-#include <QObject>
 
 #include "capture/DVFrameParser.h"
 #include "platform/movietoolbox/MovieFile.h"
@@ -42,9 +41,10 @@ std::optional<RecoveryOutcome> openRawFile(const TrackContents* track, const QSt
         return unreadable(QString::fromStdString(target), error);
     }
     if (file->isBeingRecorded()) {
-        return outcome(Kind::kBeingRecorded, QObject::tr("%1 is being recorded; stop the recording "
-                                                         "first")
-                                                 .arg(QString::fromStdString(path)));
+        return outcome(
+            Kind::kBeingRecorded,
+            QT_TRANSLATE_NOOP("QObject", "%1 is being recorded; stop the recording first"),
+            {QString::fromStdString(path)});
     }
     return std::nullopt;
 }
@@ -116,7 +116,8 @@ bool isAsPlanned(const RawLength& raw, const QString& path) {
 RecoveryOutcome fitReferenceMovie(const OpenedMovie& movie) {
     if (movie.contents.track(fourCC("soun")) == nullptr) {
         return outcome(Kind::kNotAMovie,
-                       QObject::tr("%1 is no movie of this program").arg(movie.path));
+                       QT_TRANSLATE_NOOP("QObject", "%1 is no movie of this program"),
+                       {movie.path});
     }
     RawLength raw;
     if (const auto failure = measure(movie, raw)) {
@@ -125,12 +126,14 @@ RecoveryOutcome fitReferenceMovie(const OpenedMovie& movie) {
     if (fits(movie.contents, raw)) {
         return outcome(
             Kind::kNothingToDo,
-            QObject::tr("%1 fits its raw files; there is nothing to do").arg(movie.path));
+            QT_TRANSLATE_NOOP("QObject", "%1 fits its raw files; there is nothing to do"),
+            {movie.path});
     }
     if (raw.frames == 0) {
         return outcome(
             Kind::kNothingRecorded,
-            QObject::tr("the raw files of %1 hold not a single whole frame").arg(movie.path));
+            QT_TRANSLATE_NOOP("QObject", "the raw files of %1 hold not a single whole frame"),
+            {movie.path});
     }
     Replacement replacement(movie.path);
     if (const int error = write(movie, raw, replacement.temporaryPath()); error != 0) {
@@ -142,10 +145,10 @@ RecoveryOutcome fitReferenceMovie(const OpenedMovie& movie) {
     }
     result.frames = raw.frames;
     result.audioSamples = raw.audioSamples;
-    result.message = QObject::tr("%1 fits its raw files now: %2 frames. The original is kept as %3")
-                         .arg(movie.path)
-                         .arg(raw.frames)
-                         .arg(QFileInfo(result.original).fileName());
+    tell(result,
+         QT_TRANSLATE_NOOP("QObject",
+                           "%1 fits its raw files now: %2 frames. The original is kept as %3"),
+         {movie.path, QString::number(raw.frames), QFileInfo(result.original).fileName()});
     return result;
 }
 

@@ -40,7 +40,7 @@ struct RecoveryOffer::Work {
                 isWell = isWell && result.isWell();
                 logMessage("Recovery: %s", qUtf8Printable(result.message));
                 const std::lock_guard guard(mutex);
-                messages << result.message;
+                messages << result.localMessage;
             }
             if (isWell) {
                 forgetRecording(recording);

@@ -372,7 +372,7 @@ void TapedeckWindow::showLosses() {
     QStringList details(mUi->lostFramesField->text());  // the field may be too narrow for it
     details << (isQuiet ? tr("Frames that the recording lacks")
                         : tr("What the recording lacks, by its time code:"));
-    details << mController.losses();
+    details << mController.lossesIn(&inDesktopLanguage);
     for (const auto& file : mController.refusedFiles()) {
         details << tr("%1 could not be written: %2").arg(file.name, reasonOf(file.error));
     }

@@ -86,6 +86,10 @@ TEST_F(TapedeckWindowTest, countsLossesInWordsOfTheirNumber) {
     deck->sendReceiverMessage(2);
     manualClock.advance(1);
     expectText(QLocale::German, "2 Bilder verloren · 1 Störung");
+    EXPECT_TRUE(field.toolTip().contains(QStringLiteral("Bilder falscher Größe: ")))
+        << field.toolTip().toStdString();
+    EXPECT_TRUE(controller->losses().contains(QStringLiteral("frames of a wrong size: ")))
+        << "log and bus are English";
     expectText(QLocale::English, "2 frames lost · 1 problem");
     EXPECT_TRUE(field.toolTip().startsWith(field.text()));
     click("stopButton");
