@@ -26,7 +26,6 @@ using test::YearPlan;
 constexpr int kDevices = 8;
 constexpr Instant kSecond = 1000;
 constexpr Instant kHour = 3600 * kSecond;
-constexpr Instant kDay = 24 * kHour;
 
 std::uint64_t guidOf(int device) {
     return 0x0800460100000000U + static_cast<std::uint64_t>(device);
@@ -306,9 +305,14 @@ TEST_P(ScheduledYear, startsAndStopsWhatTheModelSays) {
     }
 }
 
+// A sanitizer watches the same code in any zone, and takes ten times as long.
+#ifdef TAKEBOX_SANITIZED
+INSTANTIATE_TEST_SUITE_P(TimeZones, ScheduledYear, ::testing::Values("Australia/Lord_Howe"));
+#else
 INSTANTIATE_TEST_SUITE_P(TimeZones, ScheduledYear,
                          ::testing::Values("Europe/Berlin", "America/New_York",
                                            "Australia/Lord_Howe"));
+#endif
 
 }  // namespace
 }  // namespace takebox
