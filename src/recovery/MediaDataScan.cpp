@@ -154,6 +154,10 @@ std::uint64_t MediaPiece::samples() const {
     return sum;
 }
 
+std::uint64_t MediaPiece::recordSize() const {
+    return kRecordSize + (sizes.size() > 1 ? 4 * samples() : 0);
+}
+
 void MediaPiece::dropLast() {
     if (!sizes.empty() && --sizes.back().count == 0) {
         sizes.pop_back();

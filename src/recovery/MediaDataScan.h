@@ -17,6 +17,8 @@ struct MediaPiece {
 
     [[nodiscard]] std::uint64_t bytes() const;
     [[nodiscard]] std::uint64_t samples() const;
+    /// Bytes of the record that stands before the samples in media data.
+    [[nodiscard]] std::uint64_t recordSize() const;
     /// Leaves out the last sample.
     void dropLast();
     /// Bytes of the last sample; 0 when there is none.

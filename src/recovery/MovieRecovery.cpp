@@ -241,10 +241,14 @@ RecoveryOutcome noRoom(std::uint64_t bytes) {
                    {QLocale::c().formattedDataSize(static_cast<qint64>(bytes))});
 }
 
+/// All that is read and written is read once more.
+std::uint64_t wholeWork(const Plan& plan) {
+    return 2 * plan.bytes();
+}
+
 /// Writes the new movie whole. @return nothing when it is on the disk.
 std::optional<RecoveryOutcome> write(const Plan& plan, const QString& path,
                                      const RecoveryProgress& progress) {
-    const std::uint64_t total = plan.bytes();
     NewMovie movie(path, plan);
     std::uint64_t done = 0;
     for (const Source& source : plan.sources) {
@@ -257,9 +261,8 @@ std::optional<RecoveryOutcome> write(const Plan& plan, const QString& path,
                            {QString::fromLocal8Bit(strerror(error))});
         }
         done += source.piece.bytes();
-        if (!progress(done, total)) {
-            return outcome(Kind::kCancelled,
-                           QT_TRANSLATE_NOOP("QObject", "cancelled; the original is as it was"));
+        if (!progress(done, wholeWork(plan))) {
+            return cancelled();
         }
     }
     if (movie.error() == 0) {
@@ -274,26 +277,49 @@ std::optional<RecoveryOutcome> write(const Plan& plan, const QString& path,
     return std::nullopt;
 }
 
-/// Reads the new movie as a reader does and compares it with what it was made of.
-bool isAsPlanned(const Plan& plan, const QString& path) {
-    int error = 0;
-    const auto file = FileBytes::open(pathOnDisk(path), error);
-    MovieContents contents;
-    if (!file || readMovie(*file, contents) != 0 || !contents.hasMovie) {
-        return false;
-    }
+/// Whether a reader finds in the new movie the tracks that were to be written.
+bool hasPlannedTracks(const Plan& plan, const FileBytes& file, const MovieContents& contents) {
     const TrackContents* const pictures = contents.track(fourCC("vide"));
     const TrackContents* const sound = contents.track(fourCC("soun"));
-    const Source& first = *plan.firstPicture();
-    std::vector<std::byte> original(first.piece.sizes.front().size);
-    std::vector<std::byte> copy(original.size());
-    return pictures != nullptr && sound != nullptr && contents.track(fourCC("tmcd")) != nullptr &&
+    return contents.hasMovie && pictures != nullptr && sound != nullptr &&
+           contents.track(fourCC("tmcd")) != nullptr &&
            pictures->samples == plan.samples(fourCC("vide")) &&
            sound->samples == plan.samples(fourCC("soun")) &&
            pictures->sampleBytes + sound->sampleBytes == plan.bytes() &&
-           pictures->endOfSamples <= file->size() && sound->endOfSamples <= file->size() &&
-           first.file->readAt(first.piece.offset, original) == 0 &&
-           file->readAt(pictures->firstSample, copy) == 0 && original == copy;
+           pictures->endOfSamples <= file.size() && sound->endOfSamples <= file.size();
+}
+
+/// Reads the new movie again and compares every sample with what it was made of.
+/// @return nothing when all is as it should be.
+std::optional<RecoveryOutcome> verify(const Plan& plan, const QString& path,
+                                      const RecoveryProgress& progress) {
+    int error = 0;
+    const auto file = FileBytes::open(pathOnDisk(path), error);
+    MovieContents contents;
+    if (!file || readMovie(*file, contents) != 0 || !hasPlannedTracks(plan, *file, contents)) {
+        return notAsWritten();
+    }
+    // The media data has the samples in the order in which they were added, after their records.
+    const MediaPiece& first = plan.sources.front().piece;
+    std::uint64_t position = contents.track(first.type)->firstSample - first.recordSize();
+    std::uint64_t done = plan.bytes();
+    std::vector<std::byte> original;
+    std::vector<std::byte> copy;
+    for (const Source& source : plan.sources) {
+        original.resize(source.piece.bytes());
+        copy.resize(original.size());
+        position += source.piece.recordSize();
+        if (source.file->readAt(source.piece.offset, original) != 0 ||
+            file->readAt(position, copy) != 0 || original != copy) {
+            return notAsWritten();
+        }
+        position += copy.size();
+        done += copy.size();
+        if (!progress(done, wholeWork(plan))) {
+            return cancelled();
+        }
+    }
+    return std::nullopt;
 }
 
 }  // namespace
@@ -329,8 +355,10 @@ RecoveryOutcome recoverCutOffMovie(const OpenedMovie& movie, const RecordingFact
     if (const auto failure = write(plan, replacement.temporaryPath(), progress)) {
         return *failure;
     }
-    RecoveryOutcome result =
-        putInPlace(replacement, isAsPlanned(plan, replacement.temporaryPath()));
+    if (const auto failure = verify(plan, replacement.temporaryPath(), progress)) {
+        return *failure;
+    }
+    RecoveryOutcome result = putInPlace(replacement);
     if (result.kind != Kind::kRecovered) {
         return result;
     }

@@ -72,13 +72,19 @@ RecoveryOutcome cannotWrite(int error) {
                    {QString::fromLocal8Bit(strerror(error))});
 }
 
-RecoveryOutcome putInPlace(Replacement& replacement, bool isAsPlanned) {
-    if (!isAsPlanned) {
-        return outcome(Kind::kFailed,
-                       QT_TRANSLATE_NOOP("QObject",
-                                         "the new movie is not as it was written; the original is "
-                                         "as it was"));
-    }
+RecoveryOutcome notAsWritten() {
+    return outcome(Kind::kFailed,
+                   QT_TRANSLATE_NOOP("QObject",
+                                     "the new movie is not as it was written; the original is "
+                                     "as it was"));
+}
+
+RecoveryOutcome cancelled() {
+    return outcome(Kind::kCancelled,
+                   QT_TRANSLATE_NOOP("QObject", "cancelled; the original is as it was"));
+}
+
+RecoveryOutcome putInPlace(Replacement& replacement) {
     RecoveryOutcome result;
     if (const int error = replacement.replaceOriginal(result.original); error != 0) {
         return cannotWrite(error);

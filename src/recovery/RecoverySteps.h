@@ -34,9 +34,13 @@ void tell(RecoveryOutcome& outcome, const char* message, const QStringList& argu
 [[nodiscard]] RecoveryOutcome unreadable(const QString& path, int error);
 [[nodiscard]] RecoveryOutcome cannotWrite(int error);
 
-/// Gives the new movie the place of the original, unless it has turned out not to be as planned.
+/// For a new movie that, read again, is not what it was to be.
+[[nodiscard]] RecoveryOutcome notAsWritten();
+[[nodiscard]] RecoveryOutcome cancelled();
+
+/// Gives the new movie the place of the original.
 /// @return kRecovered with where the original is now; the message is the caller's to write.
-[[nodiscard]] RecoveryOutcome putInPlace(Replacement& replacement, bool isAsPlanned);
+[[nodiscard]] RecoveryOutcome putInPlace(Replacement& replacement);
 
 /// What the time code track of a movie says of the first frame; nothing without such a track.
 [[nodiscard]] std::optional<TimeCodeRecord> startTimeCodeOf(

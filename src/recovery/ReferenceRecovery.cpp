@@ -139,7 +139,10 @@ RecoveryOutcome fitReferenceMovie(const OpenedMovie& movie) {
     if (const int error = write(movie, raw, replacement.temporaryPath()); error != 0) {
         return cannotWrite(error);
     }
-    RecoveryOutcome result = putInPlace(replacement, isAsPlanned(raw, replacement.temporaryPath()));
+    if (!isAsPlanned(raw, replacement.temporaryPath())) {
+        return notAsWritten();
+    }
+    RecoveryOutcome result = putInPlace(replacement);
     if (result.kind != Kind::kRecovered) {
         return result;
     }
