@@ -116,7 +116,7 @@ class Lifecycle(TakeboxTest):
         bad = self.run_program("--diagnose", "--to", os.path.join(self.folder, "missing"),
                                headless=False)
         self.assertEqual(bad.wait(), 1)
-        self.assertRegex(bad.output(), r"Disk at .*: cannot be written: .*\n +Choose a folder")
+        self.assertRegex(bad.output(), r"Disk at .*: cannot be written: .*\n +There is no such folder: create it")
         self.assertIn("Session bus: none", bad.output())
 
     def test_damaged_preferences_are_kept_aside(self):
