@@ -73,7 +73,7 @@ QStringList takeRemoteCommand(QStringList& arguments) {
     if (remoteAt < 0) {
         return {};
     }
-    const QStringList words = arguments.mid(remoteAt + 2);
+    QStringList words = arguments.mid(remoteAt + 2);
     arguments = arguments.mid(0, remoteAt + 2);
     return words;
 }
