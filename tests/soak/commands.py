@@ -21,15 +21,15 @@ class Side(threading.Thread):
         self.soak = soak
         self.random = random.Random(seed)
         self.pause = pause
+        self.turn = threading.Lock()  # held while a command is given; who takes it brings rest
         self.given = 0
         self.failed = 0
 
     def run(self):
         while not self.soak.is_over.wait(self.random.uniform(0.0, 2.0) * self.pause):
-            if self.soak.is_resting.is_set():
-                continue
             try:
-                self.give(self.random.randrange(self.soak.decks))
+                with self.turn:
+                    self.give(self.random.randrange(self.soak.decks))
                 self.given += 1
             except (OSError, subprocess.SubprocessError) as error:
                 self.failed += 1

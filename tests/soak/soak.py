@@ -8,6 +8,7 @@ With a display (for example under xvfb-run) the program runs with its windows, a
 
 import argparse
 import collections
+import contextlib
 import datetime
 import fcntl
 import os
@@ -57,7 +58,7 @@ class Soak:
         self.options = options
         self.decks = options.decks
         self.is_over = threading.Event()
-        self.is_resting = threading.Event()
+        self.sides = []
         self.folder = tempfile.mkdtemp(prefix="soak-", dir=options.folder)
         self.report = open(os.path.join(options.folder, "report.txt"), "w", encoding="utf-8",
                            buffering=1)
@@ -249,26 +250,32 @@ class Soak:
 
     def memory_at_rest(self):
         """With nothing recording: what decks hold while they record is no growth."""
-        self.is_resting.set()
-        time.sleep(1)  # what was being given
-        for number in range(1, self.decks + 1):
-            self.program.ask(f"STOP {number}")
-        wait_until(lambda: all(self.program.ask(f"STATUS {number}") == "IDLE"
-                               for number in range(1, self.decks + 1)), "the decks' rest")
-        time.sleep(3)  # writers and disk
-        memory = resident(self.program.process.pid)
-        self.is_resting.clear()
+        with contextlib.ExitStack() as rest:
+            for side in self.sides:
+                rest.enter_context(side.turn)
+            wait_until(self.is_at_rest, "the decks' rest")
+            memory = resident(self.program.process.pid)
         self.note(f"memory at rest: {memory} kB")
         return memory
+
+    def is_at_rest(self):
+        for number in range(1, self.decks + 1):
+            if self.program.ask(f"STATUS {number}") != "IDLE":
+                self.program.ask(f"STOP {number}")
+                return False
+        return not any(is_being_recorded(os.path.join(folder, name))
+                       for index in range(self.decks)
+                       for folder, _, names in os.walk(self.takes(index)) for name in names)
 
     # The run
 
     def run(self):
         self.start()
-        sides = [ControlPort(self, 1, 0.6), ControlPort(self, 2, 0.6), SessionBus(self, 3, 3.0)]
+        self.sides += [ControlPort(self, 1, 0.6), ControlPort(self, 2, 0.6),
+                       SessionBus(self, 3, 3.0)]
         if Windows.is_possible():
-            sides.append(Windows(self, 4, 3.0))
-        for side in sides:
+            self.sides.append(Windows(self, 4, 3.0))
+        for side in self.sides:
             side.start()
         begin = time.monotonic()
         at_rest = []
@@ -292,7 +299,7 @@ class Soak:
         if self.program.is_running():
             at_rest.append(self.memory_at_rest())
         self.is_over.set()
-        for side in sides:
+        for side in self.sides:
             side.join(90)
             self.note(f"{side.name}: {side.given} commands, {side.failed} failed")
         return self.finish(at_rest)
