@@ -159,7 +159,8 @@ class Takebox:
         environment.update(options.pop("environment", {}))
         descriptor, self.log_path = tempfile.mkstemp(suffix=".log", dir=folder)
         self.output_path = self.log_path[: -len(".log")] + ".out"
-        command = [PROGRAM] + (["--headless"] if headless else []) + list(arguments)
+        program = options.pop("program", PROGRAM)
+        command = [program] + (["--headless"] if headless else []) + list(arguments)
         with os.fdopen(descriptor, "wb") as log, open(self.output_path, "wb") as output:
             self.process = subprocess.Popen(
                 command, stdin=subprocess.DEVNULL, stdout=output, stderr=log,

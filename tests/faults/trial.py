@@ -14,7 +14,7 @@ HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path.insert(0, os.path.join(HERE, "..", "soak"))
 
 from source import read_movie, read_raw  # noqa: E402
-from takebox import (PAL_FRAME, PAL_RATE, Takebox, deck, deck_key, deck_settings,  # noqa: E402
+from takebox import (PAL_FRAME, PAL_RATE, PROGRAM, Takebox, deck, deck_key, deck_settings,  # noqa: E402
                      frames_of_time_code, size_of, wait_until, write_preferences)
 from cut_off import decode_errors, recover  # noqa: E402
 
@@ -80,19 +80,24 @@ class Trial:
         settings = deck_settings(self.takes, Recording_Name="Before",
                                  Reference_Movie_Duration=20.0)
         write_preferences(self.home, {deck_key(GUID): settings, **self.preferences})
-        environment = {"LD_PRELOAD": FAULTY_DISK, "TAKEBOX_FAULTS_FOLDER": self.takes,
+        environment = {"LD_PRELOAD": self.within_reach(FAULTY_DISK), "TAKEBOX_FAULTS_FOLDER": self.takes,
                        "TAKEBOX_FAULTS_CONTROL": self.control}
         if self.keep_durable:
             environment["TAKEBOX_FAULTS_DURABLE"] = self.durable
         more = {"fault": self.fault} if self.fault else {}
-        options = {"user": self.user} if self.user is not None else {}
+        options = {"program": self.within_reach(PROGRAM)}
         if self.user is not None:
+            options["user"] = self.user
             for place, folders, names in os.walk(self.folder):
                 for path in [place] + [os.path.join(place, name) for name in folders + names]:
                     os.chown(path, self.user, self.user)
         self.program = Takebox(self.folder, "--control-port", "0",
                                deck(self.tape.path, GUID, speed=self.speed, **more),
                                home=self.home, environment=environment, **options)
+
+    def within_reach(self, path):
+        """The file, or its copy where the program's user cannot look into our folders."""
+        return shutil.copy(path, self.folder) if self.user is not None else path
 
     def record_before(self):
         """A recording that is complete on the disk."""
