@@ -1,6 +1,7 @@
 #include "TrayMenu.h"
 
 #include "app/CTapedeckApplication.h"
+#include "display/widgets/MenuText.h"
 
 namespace takebox {
 
@@ -33,7 +34,7 @@ void TrayMenu::fill(QMenu& menu) {
             menu.addSeparator();
             continue;
         }
-        QAction* action = menu.addAction(item.title);
+        QAction* action = menu.addAction(menuText(item.title));
         if (item.kind == DockMenuItem::Kind::kDeviceName) {
             action->setEnabled(false);
             continue;

@@ -8,6 +8,7 @@
 
 #include "ApplicationCommands.h"
 #include "capture/CDVDevicesController.h"
+#include "display/widgets/MenuText.h"
 #include "recording/CDVDeviceWindowController.h"
 
 namespace takebox {
@@ -75,7 +76,8 @@ void fillWindowMenu(QMenu& menu) {
     }
     for (const auto& entry : gDVDevicesController->devices()) {
         const auto controller = std::dynamic_pointer_cast<CDVDeviceWindowController>(entry);
-        QAction* action = menu.addAction(controller ? controller->deviceName() : QString());
+        QAction* action =
+            menu.addAction(controller ? menuText(controller->deviceName()) : QString());
         QObject::connect(action, &QAction::triggered, &menu, [weak = std::weak_ptr(entry)] {
             if (const auto deck = weak.lock()) {
                 deck->showWindow();

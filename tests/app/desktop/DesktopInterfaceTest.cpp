@@ -186,6 +186,25 @@ TEST_F(DesktopInterfaceTest, bringsADeckToTheFrontFromTheWindowMenu) {
     EXPECT_TRUE(other->isVisible());
 }
 
+TEST_F(DesktopInterfaceTest, showsAnAmpersandInADecksName) {
+    launch({QStringLiteral("pal,name=Q&A")});
+    const auto* const window =
+        qobject_cast<QMainWindow*>(visibleWindows("takebox::TapedeckWindow").front());
+    const QMenu* const menu = openMenu(*window, QStringLiteral("&Window"));
+    ASSERT_NE(menu, nullptr);
+    EXPECT_EQ(menu->actions().front()->text(), QStringLiteral("Q&&A"));
+    TrayMenu tray(*application);
+    tray.fill(tray.menu());
+    const QStringList shown = [&tray] {
+        QStringList texts;
+        for (const QAction* action : tray.menu().actions()) {
+            texts << action->text();
+        }
+        return texts;
+    }();
+    EXPECT_TRUE(shown.contains(QStringLiteral("Q&&A"))) << shown.join(u'|').toStdString();
+}
+
 TEST_F(DesktopInterfaceTest, hasNoDeckInTheWindowMenuWithoutOne) {
     launch({});
     EXPECT_TRUE(
