@@ -1,9 +1,6 @@
 // What the device window shows, its settings sheet and its naming controls.
 
-#include <QFile>
 #include <QFileInfo>
-#include <filesystem>
-#include <system_error>
 
 #include "recording/CDVDeviceWindowController.h"
 
@@ -90,11 +87,8 @@ void CDVDeviceWindowController::updateRemainingSpace() {
     if (folder.isEmpty()) {
         return;
     }
-    // Asks about the folder alone; the toolkit would read through all that is mounted.
-    std::error_code error;
-    const auto volume = std::filesystem::space(QFile::encodeName(folder).constData(), error);
-    const qint64 free = error ? 0 : static_cast<qint64>(volume.available);
-    mOutlets.remainingDiskTimeField.setDoubleValue(secondsOfRecordingIn(free));
+    const qint64 room = roomInFolder(folder).value_or(0);
+    mOutlets.remainingDiskTimeField.setDoubleValue(secondsOfRecordingIn(room));
 }
 
 void CDVDeviceWindowController::watchDiskSpace() {

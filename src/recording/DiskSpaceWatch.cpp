@@ -1,9 +1,13 @@
 #include "recording/DiskSpaceWatch.h"
 
-#include <QMap>
+#include <sys/stat.h>
+
+#include <QFile>
 #include <QObject>
-#include <QStorageInfo>
 #include <algorithm>
+#include <filesystem>
+#include <map>
+#include <system_error>
 
 namespace takebox {
 namespace {
@@ -36,21 +40,33 @@ std::optional<DiskSpaceWatch::Warning> DiskSpaceWatch::check(double remaining, d
 }
 
 std::optional<double> secondsUntilFull(const QStringList& folders, double bytesPerSecond) {
-    QMap<QByteArray, int> uses;
-    QMap<QByteArray, double> room;
+    struct Disk {
+        double room = 0;
+        int uses = 0;
+    };
+    std::map<dev_t, Disk> disks;
     for (const QString& folder : folders) {
-        const QStorageInfo disk(folder);
-        if (!folder.isEmpty() && disk.isValid() && disk.isReady()) {
-            ++uses[disk.device()];
-            room[disk.device()] = static_cast<double>(disk.bytesAvailable());
+        struct stat status {};
+        const auto room = roomInFolder(folder);
+        if (room && ::stat(QFile::encodeName(folder).constData(), &status) == 0) {
+            Disk& disk = disks[status.st_dev];
+            disk.room = static_cast<double>(*room);
+            ++disk.uses;
         }
     }
     std::optional<double> seconds;
-    for (const auto& [device, count] : uses.asKeyValueRange()) {
-        const double here = room.value(device) / (bytesPerSecond * count);
+    for (const auto& [device, disk] : disks) {
+        const double here = disk.room / (bytesPerSecond * disk.uses);
         seconds = std::min(seconds.value_or(here), here);
     }
     return seconds;
+}
+
+std::optional<qint64> roomInFolder(const QString& folder) {
+    std::error_code error;
+    // Asks about the folder alone; the toolkit would read through all that is mounted.
+    const auto volume = std::filesystem::space(QFile::encodeName(folder).constData(), error);
+    return error ? std::nullopt : std::optional(static_cast<qint64>(volume.available));
 }
 
 }  // namespace takebox

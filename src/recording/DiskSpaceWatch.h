@@ -34,4 +34,7 @@ private:
 [[nodiscard]] std::optional<double> secondsUntilFull(const QStringList& folders,
                                                      double bytesPerSecond);
 
+/// Bytes that a user may still write to the folder's disk; nothing when it cannot be looked at.
+[[nodiscard]] std::optional<qint64> roomInFolder(const QString& folder);
+
 }  // namespace takebox
