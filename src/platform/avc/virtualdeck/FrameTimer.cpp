@@ -1,11 +1,6 @@
 #include "platform/avc/virtualdeck/FrameTimer.h"
 
-#include <poll.h>
-#include <sys/eventfd.h>
-#include <sys/timerfd.h>
-#include <unistd.h>
-
-#include <array>
+#include <cerrno>
 #include <ctime>
 
 namespace takebox::avc {
@@ -15,13 +10,12 @@ constexpr std::int64_t kSecond = 1'000'000'000;
 
 }  // namespace
 
-FrameTimer::FrameTimer()
-    : mTimer(timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK)),
-      mWake(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
+FrameTimer::FrameTimer() {
+    sem_init(&mWake, 0, 0);
+}
 
 FrameTimer::~FrameTimer() {
-    close(mTimer);
-    close(mWake);
+    sem_destroy(&mWake);
 }
 
 std::int64_t FrameTimer::now() {
@@ -31,34 +25,30 @@ std::int64_t FrameTimer::now() {
 }
 
 bool FrameTimer::sleepUntil(std::int64_t time) {
-    // Also arms anew what has run out, which makes the descriptor unreadable again.
-    itimerspec setting{};
-    setting.it_value = {time / kSecond, time % kSecond};
-    timerfd_settime(mTimer, TFD_TIMER_ABSTIME, &setting, nullptr);
-    std::array<pollfd, 2> events{pollfd{mTimer, POLLIN, 0}, pollfd{mWake, POLLIN, 0}};
-    while (poll(events.data(), events.size(), -1) < 0) {
-        // Interrupted by a signal.
+    const timespec end{time / kSecond, time % kSecond};
+    int result = 0;
+    do {
+        result = sem_clockwait(&mWake, CLOCK_MONOTONIC, &end);
+    } while (result != 0 && errno == EINTR);
+    if (result == 0) {
+        forgetWakes();
     }
-    return !takeWake();
+    return result != 0;
 }
 
 void FrameTimer::sleep() {
-    pollfd event{mWake, POLLIN, 0};
-    while (poll(&event, 1, -1) < 0) {
-        // Interrupted by a signal.
+    while (sem_wait(&mWake) != 0 && errno == EINTR) {
     }
-    [[maybe_unused]] const bool woken = takeWake();
+    forgetWakes();
 }
 
 void FrameTimer::wake() {
-    const std::uint64_t one = 1;
-    // It fails only when the counter is full, and then the thread is about to wake.
-    [[maybe_unused]] const ssize_t ignored = write(mWake, &one, sizeof one);
+    sem_post(&mWake);
 }
 
-bool FrameTimer::takeWake() {
-    std::uint64_t count = 0;
-    return read(mWake, &count, sizeof count) == static_cast<ssize_t>(sizeof count);
+void FrameTimer::forgetWakes() {
+    while (sem_trywait(&mWake) == 0) {
+    }
 }
 
 }  // namespace takebox::avc

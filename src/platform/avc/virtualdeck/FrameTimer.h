@@ -1,5 +1,7 @@
 #pragma once
 
+#include <semaphore.h>
+
 #include <cstdint>
 
 namespace takebox::avc {
@@ -13,9 +15,6 @@ public:
     FrameTimer(const FrameTimer&) = delete;
     FrameTimer& operator=(const FrameTimer&) = delete;
 
-    /// False when the system had no descriptors left; then it must not be used.
-    [[nodiscard]] bool isValid() const { return mTimer >= 0 && mWake >= 0; }
-
     /// Nanoseconds of the monotonic clock.
     [[nodiscard]] static std::int64_t now();
 
@@ -28,11 +27,9 @@ public:
     void wake();
 
 private:
-    /// @return whether wake() was called, in which case it is forgotten.
-    [[nodiscard]] bool takeWake();
+    void forgetWakes();
 
-    int mTimer;
-    int mWake;
+    sem_t mWake{};
 };
 
 }  // namespace takebox::avc

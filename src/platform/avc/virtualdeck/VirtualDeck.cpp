@@ -44,7 +44,7 @@ int VirtualDeck::openDevice(AVCDeviceMessageProc messageProc, void* refCon) {
     if (!isAttached()) {
         return ENODEV;
     }
-    if (!mNews.isValid() || !mTape.timer.isValid()) {
+    if (!mNews.isValid()) {
         return EMFILE;
     }
     if (mIsOpen) {

@@ -58,9 +58,6 @@ int VirtualDeckStream::start() {
     if (!mDeck.isAttached() || mDeparture != mTape.departures.load(std::memory_order_relaxed)) {
         return ENODEV;
     }
-    if (!mTape.timer.isValid()) {
-        return EMFILE;
-    }
     if (!mDeck.claimTape()) {
         return EBUSY;
     }
