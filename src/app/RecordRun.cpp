@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 #include "platform/log/Log.h"
 #include "storage/WriterThreads.h"
@@ -15,7 +16,8 @@ namespace takebox {
 namespace {
 
 constexpr double kDeviceWait = 3.0;  // seconds for devices to be found
-constexpr double kUpdateInterval = 0.05;
+constexpr double kDeviceInterval = 0.05;
+constexpr double kShortestWait = 0.02;
 constexpr double kGrace = 2.0;  // seconds beyond the wanted length before giving up
 constexpr int kInterrupted = 130;
 
@@ -73,7 +75,7 @@ void RecordRun::start() {
         return;
     }
     mStarted = mClock.monotonicNow();
-    mTimer = mClock.callEvery(kUpdateInterval, [this] { waitForDevices(); });
+    mTimer = mClock.callEvery(kDeviceInterval, [this] { waitForDevices(); });
     waitForDevices();
 }
 
@@ -117,33 +119,34 @@ void RecordRun::startTakes() {
     for (const auto& take : mTakes) {
         take.controller->recordButtonPushed();
     }
-    mTimer = mClock.callEvery(kUpdateInterval, [this] { update(); });
+    update();
 }
 
-bool RecordRun::hasRecordedEnough() const {
-    return std::all_of(mTakes.begin(), mTakes.end(), [this](const Take& take) {
-        return take.controller->recordedTime() >= mSeconds;
-    });
+double RecordRun::secondsLeft() const {
+    double left = 0;
+    for (const Take& take : mTakes) {
+        left = std::max(left, mSeconds - take.controller->recordedTime());
+    }
+    return left;
 }
 
 void RecordRun::update() {
-    const bool isLate = secondsBetween(mStarted, mClock.monotonicNow()) > mSeconds + kGrace;
-    const bool isOver = hasRecordedEnough() || isLate || mIsInterrupted;
-    showProgress(isOver);
-    if (isOver) {
-        mClock.cancel(mTimer);
-        mTimer = 0;
-        stop();
-    }
-}
-
-void RecordRun::showProgress(bool isLast) {
-    const bool isTerminal = ::isatty(STDOUT_FILENO) != 0;
+    mClock.cancel(std::exchange(mTimer, 0));
     const double elapsed = secondsBetween(mStarted, mClock.monotonicNow());
-    if (!isLast && elapsed - mLastShown < (isTerminal ? 0.2 : 1.0)) {
+    const bool isOver = secondsLeft() <= 0 || elapsed > mSeconds + kGrace || mIsInterrupted;
+    if (isOver || elapsed >= mNextShown) {
+        showProgress(isOver);
+        mNextShown = elapsed + (::isatty(STDOUT_FILENO) != 0 ? 0.2 : 1.0);
+    }
+    if (isOver) {
+        stop();
         return;
     }
-    mLastShown = elapsed;
+    const double wait = std::min(secondsLeft(), mNextShown - elapsed);
+    mTimer = mClock.callLater(std::max(wait, kShortestWait), [this] { update(); });
+}
+
+void RecordRun::showProgress(bool isLast) const {
     QStringList parts;
     for (const auto& take : mTakes) {
         parts << QStringLiteral("%1 %2 %3")
@@ -151,7 +154,7 @@ void RecordRun::showProgress(bool isLast) {
                           take.controller->deviceTimecodeString());
     }
     const QString line = parts.join(QStringLiteral(" | "));
-    if (isTerminal) {
+    if (::isatty(STDOUT_FILENO) != 0) {
         printMessage("\r\033[K%s%s", line.toUtf8().constData(), isLast ? "\n" : "");
     } else {
         printLine(line);
@@ -210,6 +213,9 @@ bool RecordRun::report(const Take& take) const {
 
 void RecordRun::interrupt() {
     mIsInterrupted = true;
+    if (!mTakes.empty() && mTimer != 0) {
+        update();
+    }
 }
 
 void RecordRun::finish(int exitStatus) {

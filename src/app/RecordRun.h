@@ -37,8 +37,8 @@ private:
     void waitForDevices();
     void startTakes();
     void update();
-    [[nodiscard]] bool hasRecordedEnough() const;
-    void showProgress(bool isLast);
+    [[nodiscard]] double secondsLeft() const;
+    void showProgress(bool isLast) const;
     void stop();
     [[nodiscard]] bool report(const Take& take) const;
     void finish(int exitStatus);
@@ -48,7 +48,7 @@ private:
     Clock& mClock;
     Clock::Timer mTimer = 0;
     std::int64_t mStarted = 0;  // monotonic nanoseconds
-    double mLastShown = -1.0;
+    double mNextShown = 0.0;    // seconds after the start
     bool mIsInterrupted = false;
     std::vector<Take> mTakes;
 };
