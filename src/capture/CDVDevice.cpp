@@ -1,23 +1,19 @@
 #include "capture/CDVDevice.h"
 
-#include <fcntl.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
 
-#include <QFile>
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cinttypes>
 #include <cmath>
 #include <cstring>
-#include <thread>
 
 #include "capture/AVCGlobals.h"
 #include "capture/PreferenceKeys.h"
 #include "platform/defaults/Defaults.h"
 #include "platform/log/Log.h"
-#include "storage/DVDescriptions.h"
 
 namespace takebox {
 namespace {
@@ -26,9 +22,6 @@ namespace {
 constexpr std::array<std::uint8_t, 6> kNTSCModes{0x00, 0x04, 0x08, 0x70, 0x74, 0x78};
 // A PAL device's frame below this size is not a frame of its own.
 constexpr std::uint32_t kSmallestPALFrame = 140000;
-constexpr std::uint32_t kVideoBlocksPerBuffer = 10;
-constexpr std::uint32_t kAudioBlocksPerBuffer = 20;
-constexpr std::int32_t kAudioSampleRate = 48000;
 
 bool hasDVCapability(const avc::AVCDevice& device) {
     return device.isDVTapeDevice() || device.isDVConverter();
@@ -57,9 +50,9 @@ CDVDevice::CDVDevice(std::uint64_t guid)
     if (mWakeUp >= 0) {
         mWakeUpNotifier = std::make_unique<QSocketNotifier>(mWakeUp, QSocketNotifier::Read);
         QObject::connect(mWakeUpNotifier.get(), &QSocketNotifier::activated,
-                         [this] { deliverNews(); });
+                         [this] { deliverPicture(); });
     } else {
-        logMessage("Too few file descriptors for %s: its counters and its picture stand still (%s)",
+        logMessage("Too few file descriptors for %s: its picture stands still (%s)",
                    qUtf8Printable(deviceGUIDString()), strerror(errno));
     }
     const avc::AVCDevice* device =
@@ -93,6 +86,7 @@ CDVDevice::~CDVDevice() {
 void CDVDevice::setDelegate(CDVDeviceDelegate* delegate) {
     mDelegate = delegate;
     mPreview->setDelegate(delegate);
+    setPictureIsWatched(delegate != nullptr && delegate->wantsPreviewImage());
 }
 
 QString CDVDevice::deviceGUIDString() const {
@@ -175,9 +169,8 @@ void CDVDevice::frameReceived(std::uint32_t message, const std::uint8_t* data,
                               std::uint32_t length) {
     if (message != avc::kFrameReceived) {
         if (message == avc::kFrameIncomplete || message == avc::kFramesMissing) {
-            mNews.overruns.fetch_add(1, std::memory_order_relaxed);
+            incrementDCLOverrunCount();
             countProblem(message == avc::kFramesMissing ? length : 1);
-            wakeMainThread();
         }
         return;
     }
@@ -197,10 +190,10 @@ void CDVDevice::frameReceived(std::uint32_t message, const std::uint8_t* data,
             recordFrame(data, length, audio, audioBytes);
         }
     });
-    if (mPreview->offerFrame(data, length)) {
-        mNews.picture.store(true, std::memory_order_relaxed);
+    mPreview->offerFrame(data, length);
+    if (mIsPictureWatched.load(std::memory_order_relaxed)) {
+        wakeMainThread();
     }
-    wakeMainThread();
 }
 
 template <class Act>
@@ -242,7 +235,6 @@ void CDVDevice::receiverMessage(std::uint32_t message, std::uint32_t parameter1,
 
 void CDVDevice::recordFrame(const std::uint8_t* data, std::uint32_t length,
                             const std::uint32_t* audio, std::uint32_t audioBytes) {
-    mNews.recordedFrames.fetch_add(1, std::memory_order_relaxed);
     bool isInRawFiles = mDVOutputFile && mAudioOutputFile;
     if (mDVOutputFile || mAudioOutputFile) {
         const bool reset = mLoopRecording.load(std::memory_order_relaxed) &&
@@ -259,7 +251,8 @@ void CDVDevice::recordFrame(const std::uint8_t* data, std::uint32_t length,
             resetLoopRecordedTime();
         }
     }
-    mNews.recordedAudioFrames.fetch_add(audioBytes / 4, std::memory_order_relaxed);
+    incrementRecordingFrame();
+    incrementRecordedAudioFrames(audioBytes / 4);
     bool isInMovie = false;
     if (mSelfContainedMovie) {
         const bool hasPicture = mSelfContainedMovie->bufferedAddVideoSample(data, length);
@@ -276,19 +269,21 @@ void CDVDevice::wakeMainThread() {
     [[maybe_unused]] const ssize_t ignored = ::write(mWakeUp, &one, sizeof one);
 }
 
-void CDVDevice::deliverNews() {
+void CDVDevice::deliverPicture() {
     std::uint64_t count = 0;
     [[maybe_unused]] const ssize_t ignored = ::read(mWakeUp, &count, sizeof count);
-    for (auto frames = mNews.recordedFrames.exchange(0, std::memory_order_relaxed); frames != 0;
-         --frames) {
-        incrementRecordingFrame();
-    }
-    incrementRecordedAudioFrames(mNews.recordedAudioFrames.exchange(0, std::memory_order_relaxed));
-    mDCLOverrunCount.fetch_add(mNews.overruns.exchange(0, std::memory_order_relaxed),
-                               std::memory_order_relaxed);
-    if (mNews.picture.exchange(false, std::memory_order_relaxed)) {
+    mPreview->decompressFrame(recordedFrames());
+}
+
+void CDVDevice::setPictureIsWatched(bool isWatched) {
+    if (mIsPictureWatched.exchange(isWatched, std::memory_order_relaxed) != isWatched) {
         mPreview->decompressFrame(recordedFrames());
     }
+}
+
+QByteArray CDVDevice::JPEGPreviewData() {
+    mPreview->decompressFrame(recordedFrames());
+    return mPreview->JPEGPreviewData();
 }
 
 void CDVDevice::DVReceiverMessageReceivedProc(std::uint32_t message, std::uint32_t parameter1,
@@ -303,193 +298,6 @@ std::int32_t CDVDevice::MyAVCDeviceMessageNotification(avc::AVCDevice* /*device*
         static_cast<CDVDevice*>(refCon)->cutOffRecording();
     }
     return 0;
-}
-
-void CDVDevice::cutOffRecording() {
-    if (!isRecording()) {
-        return;
-    }
-    stopRecording(false);
-    if (mDelegate != nullptr) {
-        mDelegate->deviceDidStopRecording();
-    }
-}
-
-std::int16_t CDVDevice::startRecordingWithPreAllocationDuration(double /*duration*/,
-                                                                TimeCodeRecord startTimeCode) {
-    leaveRecordingState();
-    closeRawFiles();  // even without a recording: those of a start without a stream
-    closeSelfContainedMovie();
-    deliverNews();
-    mEraseFile = Defaults::standard().boolForKey(OxaPrefEraseExistingFilesKey);
-    mCurrentRecordingFrame = 0;
-    resetLoopRecordedTime();
-    updateRecordedTimeCode();  // nobody is to take the last recording's time for this one's
-    mDCLOverrunCount = 0;
-    mTally = std::make_shared<RecordingTally>(mCreateReferenceMovie, mCreateSelfContainedMovie);
-    if (mCreateReferenceMovie) {
-        openRawFiles();
-    }
-    if (mCreateSelfContainedMovie) {
-        initializeSelfContainedMovieAtPath(mSelfContainedCapturePath, startTimeCode);
-    }
-    mLastDVFile = mDVOutputFile;
-    mLastAudioFile = mAudioOutputFile;
-    if (!mCaptureStream) {
-        mTally->end();
-        return 0;
-    }
-    mTapeController = std::make_unique<avc::TapeSubunitController>(*mCaptureDevice);
-    mIsRecording.store(true, std::memory_order_seq_cst);
-    if (Defaults::standard().boolForKey(OxaPrefStartStopVTRKey)) {
-        mTapeController->Play(avc::kPlayForward, [](int result) {
-            if (result != 0) {
-                logMessage("Could not PLAY the device");
-            }
-        });
-    }
-    return 0;
-}
-
-void CDVDevice::openRawFiles() {
-    mCurrentRecordingFilePath = mRawCapturePath;
-    mRecordedAudioFrames = 0;
-    if (mCurrentRecordingFilePath.isNull()) {
-        logMessage("No name for the raw files can be used; they are not recorded");
-        return;
-    }
-    mDVOutputFile = openRawFile(BufferedFile::initVideoBufferedFileWithPath(
-        mCurrentRecordingFilePath + QStringLiteral(".dv"), frameSize(), kVideoBlocksPerBuffer));
-    mAudioOutputFile = openRawFile(BufferedFile::initAudioBufferedFileWithPath(
-        mCurrentRecordingFilePath + QStringLiteral(".aud"), mAudioFrameSize,
-        kAudioBlocksPerBuffer));
-}
-
-void CDVDevice::initializeSelfContainedMovieAtPath(const QString& path,
-                                                   TimeCodeRecord startTimeCode) {
-    logMessage("Initializing Self-Contained Movie");
-    const bool isPAL = framesPerSecond() == kPALGeometry.framesPerSecond;
-    mSelfContainedMovie = QuickTimeMovie::make();
-    mSelfContainedMovie->setIsPAL(isPAL);
-    mSelfContainedMovie->setMovieFilePath(path);
-    mSelfContainedMovie->setMonoTracks(mMonoTracks);
-    mSelfContainedMovie->setDropFrame(false);
-    mSelfContainedMovie->setAudioTracksCount(1);
-    mSelfContainedMovie->setAudioTimeScale(kAudioSampleRate, 0);
-    mSelfContainedMovie->setStartTimeCode(startTimeCode);
-    mSelfContainedMovie->setAudioDescriptionHandle(createDVSoundDescriptionHandle(), 0);
-    mSelfContainedMovie->setVideoFrameSize((isPAL ? kPALGeometry : kNTSCGeometry).frameSize);
-    mSelfContainedMovie->setVideoDescriptionHandle(isPAL ? createDVPALImageDescriptionHandle()
-                                                         : createDVNTSCImageDescriptionHandle());
-    mSelfContainedMovie->setVideoTimeScale(static_cast<std::int32_t>(framesPerSecond() * 100));
-    // The name is taken at once: the next recording must not choose it too, and a folder that
-    // cannot be written shows before the first frame.
-    const QByteArray pathOnDisk = QFile::encodeName(path);
-    const int descriptor = ::open(pathOnDisk.constData(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
-    mHasSelfContainedFile = descriptor >= 0;
-    if (mHasSelfContainedFile) {
-        ::close(descriptor);
-    } else {
-        logMessage("Cannot open %s for writing: %s", pathOnDisk.constData(), strerror(errno));
-    }
-    mSelfContainedMovie->startWriteMovieThread();
-}
-
-void CDVDevice::closeSelfContainedMovie() {
-    if (mSelfContainedMovie) {
-        mSelfContainedMovie->stopWriteMovieThread();
-        mSelfContainedMovie.reset();
-    }
-}
-
-std::shared_ptr<BufferedFile> CDVDevice::openRawFile(std::shared_ptr<BufferedFile> file) const {
-    if (file->openForWriting(mEraseFile) != 0) {
-        logMessage("Cannot open %s for writing: %s", QFile::encodeName(file->path()).constData(),
-                   strerror(file->openError()));
-        return nullptr;
-    }
-    return file;
-}
-
-void CDVDevice::leaveRecordingState() {
-    mIsRecording.store(false, std::memory_order_seq_cst);
-    // The receive thread may be copying a frame: it is done in well under a millisecond.
-    while (mIsInFrame.load(std::memory_order_seq_cst)) {
-        std::this_thread::yield();
-    }
-    if (mTally) {
-        mTally->end();
-    }
-}
-
-void CDVDevice::closeRawFiles() {
-    for (auto* file : {&mDVOutputFile, &mAudioOutputFile}) {
-        if (*file) {
-            (*file)->close();
-            file->reset();
-        }
-    }
-}
-
-std::int16_t CDVDevice::stopRecording(bool stopTape) {
-    if (!isRecording()) {
-        return 0;
-    }
-    leaveRecordingState();
-    if (stopTape && mTapeController) {
-        mTapeController->Wind(avc::kWindStop, [](int result) {
-            if (result != 0) {
-                logMessage("Could not STOP the device");
-            }
-        });
-    }
-    mTapeController.reset();
-    closeRawFiles();
-    if (mSelfContainedMovie) {
-        mSelfContainedMovie->stopWriteMovieThread();
-    }
-    mIsPaused.store(false, std::memory_order_relaxed);
-    deliverNews();
-    mCurrentRecordingFrame = 0;
-    resetLoopRecordedTime();
-    return 0;
-}
-
-void CDVDevice::pauseRecording(bool pause) {
-    mIsPaused.store(isRecording() && pause, std::memory_order_relaxed);
-    if (isPaused()) {
-        mTally->hold();
-    }
-}
-
-double CDVDevice::recordedTime() const {
-    return nominalFramesPerSecond() > 0 ? mCurrentRecordingFrame / nominalFramesPerSecond() : 0.0;
-}
-
-double CDVDevice::loopRecordedTime() const {
-    const auto frames = mCurrentLoopRecordingFrame.load(std::memory_order_relaxed);
-    return nominalFramesPerSecond() > 0 ? frames / nominalFramesPerSecond() : 0.0;
-}
-
-void CDVDevice::updateRecordedTimeCode() {
-    mRecordedTimeCode = mTimeCodeFormatter.stringForObjectValue(recordedTime());
-}
-
-void CDVDevice::incrementRecordingFrame() {
-    ++mCurrentRecordingFrame;
-    mCurrentLoopRecordingFrame.fetch_add(1, std::memory_order_relaxed);
-    updateRecordedTimeCode();
-}
-
-RecordingReport CDVDevice::recordingReport() const {
-    RecordingReport report;
-    report.wantedRawFiles = mTally && mTally->wantsRawFiles();
-    report.dvFile = mLastDVFile;
-    report.audioFile = mLastAudioFile;
-    report.movie = mSelfContainedMovie;
-    report.tally = mTally;
-    report.update();
-    return report;
 }
 
 void CDVDevice::updatePreviewBounds() {

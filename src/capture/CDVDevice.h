@@ -20,9 +20,8 @@ namespace takebox {
 /// on command. See DVFrameParser for what is read out of the frames.
 ///
 /// Threads. Everything is called on the main thread except the frame and message callbacks, which
-/// run on the stream's receive thread. That thread counts and marks in atomics and wakes the main
-/// thread through a descriptor; it never allocates, locks or waits. The counters of a recording
-/// advance on the main thread.
+/// run on the stream's receive thread. That thread counts in atomics; it never allocates, locks or
+/// waits, and wakes the main thread, through a descriptor, only for pictures that somebody watches.
 class CDVDevice : public DVFrameParser {
 public:
     /// Opens the device of the process-wide device controller (gAVCDeviceController) that has the
@@ -82,16 +81,20 @@ public:
     [[nodiscard]] bool isRecording() const { return mIsRecording.load(std::memory_order_relaxed); }
     [[nodiscard]] bool isPaused() const { return mIsPaused.load(std::memory_order_relaxed); }
     /// Frames counted since the recording started.
-    [[nodiscard]] std::uint32_t recordedFrames() const { return mCurrentRecordingFrame; }
+    [[nodiscard]] std::uint32_t recordedFrames() const {
+        return mCurrentRecordingFrame.load(std::memory_order_relaxed);
+    }
     /// Seconds at the nominal rate.
-    [[nodiscard]] double recordedTime() const;
-    [[nodiscard]] double loopRecordedTime() const;
+    [[nodiscard]] double recordedTime() const { return timeOfFrames(recordedFrames()); }
+    [[nodiscard]] double loopRecordedTime() const {
+        return timeOfFrames(mCurrentLoopRecordingFrame.load(std::memory_order_relaxed));
+    }
     void resetLoopRecordedTime() { mCurrentLoopRecordingFrame.store(0, std::memory_order_relaxed); }
-    [[nodiscard]] const QString& recordedTimeCode() const { return mRecordedTimeCode; }
-    void updateRecordedTimeCode();
-    void incrementRecordingFrame();
-    void incrementRecordedAudioFrames(std::uint32_t frames) { mRecordedAudioFrames += frames; }
-    [[nodiscard]] std::uint32_t recordedAudioFrames() const { return mRecordedAudioFrames; }
+    /// recordedTime() as time code; that of the last recording from its end to the next start.
+    [[nodiscard]] QString recordedTimeCode();
+    [[nodiscard]] std::uint32_t recordedAudioFrames() const {
+        return mRecordedAudioFrames.load(std::memory_order_relaxed);
+    }
     /// Any thread.
     void incrementDCLOverrunCount() { mDCLOverrunCount.fetch_add(1, std::memory_order_relaxed); }
     [[nodiscard]] std::uint32_t overrunCount() const {
@@ -135,7 +138,10 @@ public:
     [[nodiscard]] bool hasStandardOf(const avc::AVCDevice& record) const;
 
     /// The latest preview picture as JPEG; empty before there is one.
-    [[nodiscard]] QByteArray JPEGPreviewData() { return mPreview->JPEGPreviewData(); }
+    [[nodiscard]] QByteArray JPEGPreviewData();
+    /// Whether the delegate is to get each picture as it comes. At first it is what the delegate
+    /// wants when it is set.
+    void setPictureIsWatched(bool isWatched);
     [[nodiscard]] QRectF previewBounds() const { return mPreview->previewBounds(); }
     [[nodiscard]] DVPreview& preview() { return *mPreview; }
 
@@ -152,14 +158,6 @@ protected:
     void updatePreviewBounds() override;
 
 private:
-    /// What the receive thread has to tell the main thread: sums since the main thread last looked.
-    struct News {
-        std::atomic<std::uint32_t> recordedFrames{0};
-        std::atomic<std::uint32_t> recordedAudioFrames{0};
-        std::atomic<std::uint32_t> overruns{0};
-        std::atomic<bool> picture{false};
-    };
-
     std::int16_t startPreview();
     void stopPreview();
     void frameReceived(std::uint32_t message, const std::uint8_t* data, std::uint32_t length);
@@ -169,8 +167,14 @@ private:
     void whileRecording(Act act);
     void receiverMessage(std::uint32_t message, std::uint32_t parameter1, std::uint32_t parameter2);
     void countProblem(std::uint32_t frames);
+    void incrementRecordingFrame();
+    void incrementRecordedAudioFrames(std::uint32_t frames) {
+        mRecordedAudioFrames.fetch_add(frames, std::memory_order_relaxed);
+    }
+    [[nodiscard]] double timeOfFrames(std::uint32_t frames) const;
+    void updateRecordedTimeCode();
     void wakeMainThread();
-    void deliverNews();
+    void deliverPicture();
     void openRawFiles();
     [[nodiscard]] std::shared_ptr<BufferedFile> openRawFile(
         std::shared_ptr<BufferedFile> file) const;
@@ -187,8 +191,6 @@ private:
     bool mCreateSelfContainedMovie = false;
     bool mCreateReferenceMovie = false;
     bool mMonoTracks = false;
-    std::uint32_t mCurrentRecordingFrame = 0;
-    std::uint32_t mRecordedAudioFrames = 0;
     CDVDeviceDelegate* mDelegate = nullptr;
     std::unique_ptr<DVPreview> mPreview;  // made before the stream; takes frames on its thread
     QString mDeviceName;
@@ -205,10 +207,13 @@ private:
     std::shared_ptr<BufferedFile> mLastDVFile;  // of the last recording, for its report
     std::shared_ptr<BufferedFile> mLastAudioFile;
 
-    // Settings that both threads read; each stands for itself.
+    // What both threads look at; each stands for itself.
     std::atomic<bool> mLoopRecording{false};
     std::atomic<double> mLoopDuration{0.0};
+    std::atomic<bool> mIsPictureWatched{false};
+    std::atomic<std::uint32_t> mCurrentRecordingFrame{0};
     std::atomic<std::uint32_t> mCurrentLoopRecordingFrame{0};
+    std::atomic<std::uint32_t> mRecordedAudioFrames{0};
     std::atomic<std::uint32_t> mDCLOverrunCount{0};
 
     // The files change only while the receive thread is kept out of recordFrame():
@@ -225,7 +230,6 @@ private:
     std::shared_ptr<RecordingTally> mTally;  // of the recording that runs, or of the last one
 
     // Written by the receive thread.
-    News mNews;
     std::atomic<std::uint64_t> mReceivedFrames{0};
 
     int mWakeUp;  // eventfd

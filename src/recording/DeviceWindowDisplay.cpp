@@ -67,6 +67,7 @@ void CDVDeviceWindowController::setFrameTopLeftPoint(int x, int y) {
 }
 
 void CDVDeviceWindowController::updateElapsedTime() {
+    _device->setPictureIsWatched(wantsPreviewImage());
     mOutlets.elapsedTimeCodeField.setDoubleValue(_device->isRecording() ? _device->recordedTime()
                                                                         : 0.0);
     mOutlets.leftVuMeter.setDoubleValue(_device->audioLevelLeft());

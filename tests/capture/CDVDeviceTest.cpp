@@ -3,6 +3,7 @@
 #include <thread>
 
 #include "capture/CaptureBench.h"
+#include "support/DVMaterial.h"
 
 namespace takebox {
 namespace {
@@ -140,6 +141,65 @@ TEST_F(CDVDeviceTest, tellsTheReceiverThatItDoesNotKeepTheFrame) {
                 message, frame.data(), static_cast<std::uint32_t>(frame.size()), device.get()),
             0xE00002BCU);
     }
+}
+
+/// Has no eye for pictures.
+class LookingAway : public CountingDelegate {
+public:
+    [[nodiscard]] bool wantsPreviewImage() const override { return isLooking; }
+    bool isLooking = false;
+};
+
+std::vector<std::uint8_t> pictureFrame() {
+    const QByteArray frame = makeDVFrames(true, false, 1).front();
+    return {frame.begin(), frame.end()};
+}
+
+TEST_F(CDVDeviceTest, countsWithoutTheMainThread) {
+    makeDevice(kPALMode);
+    startRaw();
+    for (int i = 0; i < 26; ++i) {
+        deck->sendFrame(fakeFrame(true, i));
+    }
+    EXPECT_EQ(device->recordedFrames(), 26U);
+    EXPECT_EQ(device->recordedAudioFrames(), 26U * 1920);
+    EXPECT_EQ(device->recordedTimeCode(), QStringLiteral("00:00:01:01"));
+    device->stopRecording(true);
+    EXPECT_EQ(device->recordedFrames(), 0U);
+    EXPECT_EQ(device->recordedTimeCode(), QStringLiteral("00:00:01:01"));
+}
+
+TEST_F(CDVDeviceTest, bringsPicturesOnlyToThoseWhoLook) {
+    makeDevice(kPALMode);
+    LookingAway delegate;
+    device->setDelegate(&delegate);
+    const auto frame = pictureFrame();
+    for (int i = 0; i < 3; ++i) {
+        deck->sendFrame(frame);
+        deliver();
+    }
+    EXPECT_EQ(delegate.images, 0);
+    delegate.isLooking = true;
+    device->setPictureIsWatched(true);
+    EXPECT_EQ(delegate.images, 1);  // the newest, although no frame came meanwhile
+    deck->sendFrame(frame);
+    deliver();
+    EXPECT_EQ(delegate.images, 2);
+    device->setPictureIsWatched(false);
+    deck->sendFrame(frame);
+    deliver();
+    EXPECT_EQ(delegate.images, 2);
+    device->setDelegate(nullptr);
+}
+
+TEST_F(CDVDeviceTest, makesAJPEGOfTheNewestFrameWhenAsked) {
+    makeDevice(kPALMode);
+    EXPECT_TRUE(device->JPEGPreviewData().isEmpty());
+    deck->sendFrame(pictureFrame());
+    deck->sendFrame(pictureFrame());
+    const QByteArray picture = device->JPEGPreviewData();
+    EXPECT_TRUE(picture.startsWith("\xFF\xD8"));
+    EXPECT_TRUE(picture.endsWith("\xFF\xD9"));
 }
 
 TEST_F(CDVDeviceTest, holdsWhilePaused) {

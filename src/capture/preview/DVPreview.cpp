@@ -39,7 +39,7 @@ DVPreview::~DVPreview() = default;
 void DVPreview::decompressFrame(std::uint32_t recordedFrames) {
     LatestFrame::Frame frame;
     if (!mFrames.take(frame)) {
-        return;  // an earlier call has shown a newer frame than the one it was made for
+        return;
     }
     if (mTimeScale == 0) {
         mTimeScale = static_cast<std::int32_t>(mFramesPerSecond * kTimeUnitsPerFrame);

@@ -37,13 +37,12 @@ public:
     void setDelegate(PreviewDelegate* delegate) { mDelegate = delegate; }
 
     /// Copies a received frame, whatever its length, and returns. Receive thread only.
-    /// @return true when decompressFrame() is to be called once on the main thread; false when an
-    ///         earlier call still stands to come and will find this frame.
-    bool offerFrame(const std::uint8_t* data, std::uint32_t length) noexcept {
-        return mFrames.offer(data, length);
+    void offerFrame(const std::uint8_t* data, std::uint32_t length) noexcept {
+        mFrames.offer(data, length);
     }
 
-    /// Takes the newest frame. The first one ever only creates the decompression session.
+    /// Takes the newest frame, if there is one that was not taken before. The first one ever only
+    /// creates the decompression session.
     /// @param recordedFrames frames recorded so far: the display time in frames.
     void decompressFrame(std::uint32_t recordedFrames);
 

@@ -30,8 +30,7 @@ public:
     LatestFrame() : mStorage(std::make_unique<Slots>()) {}
 
     /// Copies a frame, cut to the capacity. Writer thread only.
-    /// @return false while the reader has not taken the frame before this one.
-    bool offer(const std::uint8_t* data, std::size_t length) noexcept {
+    void offer(const std::uint8_t* data, std::size_t length) noexcept {
         Slot& slot = (*mStorage)[mWriting];
         slot.size = data != nullptr ? std::min(length, kCapacity) : 0;
         if (slot.size > 0) {
@@ -40,7 +39,6 @@ public:
         slot.number = ++mOffered;
         const unsigned previous = mTransit.exchange(mWriting | kFresh, std::memory_order_acq_rel);
         mWriting = previous & kIndex;
-        return (previous & kFresh) == 0;
     }
 
     /// Takes the newest frame if there is one that was not taken before; its bytes stay as they are
@@ -74,8 +72,7 @@ private:
     //   release in offer(): the frame is complete before its index shows; acquire in take() pairs.
     //   release in take(): the reader has done with the slot it gives back; acquire in offer()
     //   pairs, so the writer never overwrites bytes that are still being read.
-    // The look before the exchange may be relaxed: only the reader clears kFresh, and an answer
-    // that is out of date costs one refresh, never a torn frame.
+    // The look before the exchange may be relaxed: only the reader clears kFresh.
     std::atomic<unsigned> mTransit{2};
     static_assert(std::atomic<unsigned>::is_always_lock_free);
 };

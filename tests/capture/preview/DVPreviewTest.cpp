@@ -74,15 +74,6 @@ TEST_F(DVPreviewTest, showsOnlyTheNewestFrameToABusyMainThread) {
     EXPECT_EQ(onlooker.images.size(), 1U);
 }
 
-TEST_F(DVPreviewTest, asksForOneCallUntilTheFrameIsTaken) {
-    const auto* bytes = reinterpret_cast<const std::uint8_t*>(frames[0].constData());
-    EXPECT_TRUE(preview.offerFrame(bytes, 144000));
-    EXPECT_FALSE(preview.offerFrame(bytes, 144000));
-    preview.decompressFrame(0);
-    EXPECT_EQ(onlooker.images.size(), 1U);  // the frame taken was the second
-    EXPECT_TRUE(preview.offerFrame(bytes, 144000));
-}
-
 TEST_F(DVPreviewTest, countsDisplayTimeInRecordedFrames) {
     show(frames[0], 5);
     EXPECT_EQ(preview.lastTime(), 0);
