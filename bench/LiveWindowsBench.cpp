@@ -4,7 +4,7 @@
 // longest stall of the main thread and the processor time for one deck: all of the process, and,
 // measured beside it, of ffmpeg as it decodes the same file in real time with one thread. The
 // program itself makes the decks' frames; what that costs is measured without windows and taken
-// off.
+// off. Waking the main thread for a picture counts for the windows.
 
 #include <sys/resource.h>
 

@@ -4,7 +4,7 @@
     TAKEBOX=build/release/takebox bench/performance.py FIGURE [ARGUMENT]
 
 FIGURE is one of:
-    recording [SECONDS]  processor time of a recording deck, beside ffmpeg and cp
+    recording [SECONDS]  processor time of a recording deck, beside ffmpeg and cp; three rounds
     capacity [SECONDS]   the most decks with windows that record with nothing lost (into TMPDIR)
     memory [SECONDS]     resident memory of each recording deck
     start                from the start of the program to the first frame

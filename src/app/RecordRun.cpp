@@ -17,6 +17,7 @@ namespace {
 
 constexpr double kDeviceWait = 3.0;  // seconds for devices to be found
 constexpr double kDeviceInterval = 0.05;
+constexpr double kFirstLook = 0.1;
 constexpr double kShortestWait = 0.02;
 constexpr double kGrace = 2.0;  // seconds beyond the wanted length before giving up
 constexpr int kInterrupted = 130;
@@ -82,10 +83,10 @@ void RecordRun::start() {
 void RecordRun::waitForDevices() {
     gDVDevicesController->updateDeviceWindows();
     if (gDVDevicesController->hasDVDevice()) {
-        mClock.cancel(mTimer);
+        mClock.cancel(std::exchange(mTimer, 0));
         startTakes();
     } else if (mIsInterrupted || secondsBetween(mStarted, mClock.monotonicNow()) > kDeviceWait) {
-        mClock.cancel(mTimer);
+        mClock.cancel(std::exchange(mTimer, 0));
         printError(
             QStringLiteral("no DV device found. Connect one and switch it on, or try "
                            "--virtual-deck ntsc."));
@@ -132,8 +133,10 @@ double RecordRun::secondsLeft() const {
 
 void RecordRun::update() {
     mClock.cancel(std::exchange(mTimer, 0));
+    const double left = secondsLeft();
     const double elapsed = secondsBetween(mStarted, mClock.monotonicNow());
-    const bool isOver = secondsLeft() <= 0 || elapsed > mSeconds + kGrace || mIsInterrupted;
+    const double graceLeft = mSeconds + kGrace - elapsed;
+    const bool isOver = left <= 0 || graceLeft <= 0 || mIsInterrupted;
     if (isOver || elapsed >= mNextShown) {
         showProgress(isOver);
         mNextShown = elapsed + (::isatty(STDOUT_FILENO) != 0 ? 0.2 : 1.0);
@@ -142,7 +145,10 @@ void RecordRun::update() {
         stop();
         return;
     }
-    const double wait = std::min(secondsLeft(), mNextShown - elapsed);
+    // A virtual deck may play faster than real time.
+    const double pace = left < mSeconds ? std::max(1.0, (mSeconds - left) / elapsed) : 0.0;
+    const double untilEnd = pace > 0 ? left / pace : kFirstLook;
+    const double wait = std::min({untilEnd, graceLeft, mNextShown - elapsed});
     mTimer = mClock.callLater(std::max(wait, kShortestWait), [this] { update(); });
 }
 

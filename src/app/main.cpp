@@ -89,9 +89,11 @@ int runRecorder(const Options& options, UserInterface& interface) {
 
 int runHeadless(int argc, char** argv, const Options& options) {
     // Only desktops have a use for GLib's event loop; Qt's own takes less time to wake up.
+    const QByteArray before = qgetenv("QT_NO_GLIB");
     qputenv("QT_NO_GLIB", "1");
     const QCoreApplication application(argc, argv);
-    qunsetenv("QT_NO_GLIB");  // nothing for the programs that scripts start
+    // The programs that scripts start may see it otherwise.
+    static_cast<void>(before.isNull() ? qunsetenv("QT_NO_GLIB") : qputenv("QT_NO_GLIB", before));
     prepareApplication();
     const LogPump logPump;
     HeadlessInterface interface;

@@ -11,8 +11,6 @@
 #include <cstring>
 
 #include "capture/AVCGlobals.h"
-#include "capture/PreferenceKeys.h"
-#include "platform/defaults/Defaults.h"
 #include "platform/log/Log.h"
 
 namespace takebox {
@@ -276,7 +274,9 @@ void CDVDevice::deliverPicture() {
 }
 
 void CDVDevice::setPictureIsWatched(bool isWatched) {
-    if (mIsPictureWatched.exchange(isWatched, std::memory_order_relaxed) != isWatched) {
+    const bool wasWatched =
+        mIsPictureWatched.exchange(isWatched && mWakeUp >= 0, std::memory_order_relaxed);
+    if (isWatched && !wasWatched) {
         mPreview->decompressFrame(recordedFrames());
     }
 }

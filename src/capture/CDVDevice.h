@@ -19,9 +19,10 @@ namespace takebox {
 /// One DV device: receives its frames from creation to destruction, parses them, and records them
 /// on command. See DVFrameParser for what is read out of the frames.
 ///
-/// Threads. Everything is called on the main thread except the frame and message callbacks, which
-/// run on the stream's receive thread. That thread counts in atomics; it never allocates, locks or
-/// waits, and wakes the main thread, through a descriptor, only for pictures that somebody watches.
+/// Threads. Everything is called on the main thread, except what says so and the frame and message
+/// callbacks, which run on the stream's receive thread. That thread counts in atomics; it never
+/// allocates, locks or waits, and wakes the main thread, through a descriptor, only for pictures
+/// that somebody watches.
 class CDVDevice : public DVFrameParser {
 public:
     /// Opens the device of the process-wide device controller (gAVCDeviceController) that has the
@@ -137,10 +138,11 @@ public:
     /// Whether the record of the device still says the standard that this object works in.
     [[nodiscard]] bool hasStandardOf(const avc::AVCDevice& record) const;
 
-    /// The latest preview picture as JPEG; empty before there is one.
+    /// The picture of the newest frame as JPEG, decoded now if nobody watches; empty before there
+    /// is one.
     [[nodiscard]] QByteArray JPEGPreviewData();
-    /// Whether the delegate is to get each picture as it comes. At first it is what the delegate
-    /// wants when it is set.
+    /// Whether the delegate is to get each picture as it comes, and the newest one now. To be told
+    /// whenever the delegate's wantsPreviewImage() changes, except by setDelegate().
     void setPictureIsWatched(bool isWatched);
     [[nodiscard]] QRectF previewBounds() const { return mPreview->previewBounds(); }
     [[nodiscard]] DVPreview& preview() { return *mPreview; }

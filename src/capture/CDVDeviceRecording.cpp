@@ -8,7 +8,6 @@
 #include <cstring>
 #include <thread>
 
-#include "capture/AVCGlobals.h"
 #include "capture/CDVDevice.h"
 #include "capture/PreferenceKeys.h"
 #include "platform/defaults/Defaults.h"
@@ -210,4 +209,5 @@ RecordingReport CDVDevice::recordingReport() const {
     report.update();
     return report;
 }
+
 }  // namespace takebox

@@ -52,6 +52,9 @@ void CDVDeviceWindowController::showWindow() {
 }
 
 void CDVDeviceWindowController::stopUpdates() {
+    if (_device) {
+        _device->setPictureIsWatched(false);
+    }
     mServices.clock().cancel(_updateTimer);
     _updateTimer = 0;
 }

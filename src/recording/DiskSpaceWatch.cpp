@@ -4,9 +4,11 @@
 
 #include <QFile>
 #include <QObject>
+#include <QStorageInfo>
 #include <algorithm>
 #include <filesystem>
 #include <map>
+#include <set>
 #include <system_error>
 
 namespace takebox {
@@ -17,6 +19,18 @@ constexpr double kFiveMinutes = 300.0;
 QString minutesAndSeconds(double seconds) {
     const auto whole = static_cast<int>(seconds);
     return QStringLiteral("%1:%2").arg(whole / 60).arg(whole % 60, 2, 10, QLatin1Char('0'));
+}
+
+/// Those of the folders that are there.
+bool areOnOneFileSystem(const QStringList& folders) {
+    std::set<dev_t> numbers;
+    for (const QString& folder : folders) {
+        struct stat status {};
+        if (::stat(QFile::encodeName(folder).constData(), &status) == 0) {
+            numbers.insert(status.st_dev);
+        }
+    }
+    return numbers.size() <= 1;
 }
 
 }  // namespace
@@ -44,12 +58,12 @@ std::optional<double> secondsUntilFull(const QStringList& folders, double bytesP
         double room = 0;
         int uses = 0;
     };
-    std::map<dev_t, Disk> disks;
+    const bool isOneDisk = areOnOneFileSystem(folders);
+    std::map<QByteArray, Disk> disks;
     for (const QString& folder : folders) {
-        struct stat status {};
-        const auto room = roomInFolder(folder);
-        if (room && ::stat(QFile::encodeName(folder).constData(), &status) == 0) {
-            Disk& disk = disks[status.st_dev];
+        if (const auto room = roomInFolder(folder)) {
+            // Parts of one disk may be file systems of their own, which share its room.
+            Disk& disk = disks[isOneDisk ? QByteArray() : QStorageInfo(folder).device()];
             disk.room = static_cast<double>(*room);
             ++disk.uses;
         }
@@ -64,7 +78,7 @@ std::optional<double> secondsUntilFull(const QStringList& folders, double bytesP
 
 std::optional<qint64> roomInFolder(const QString& folder) {
     std::error_code error;
-    // Asks about the folder alone; the toolkit would read through all that is mounted.
+    // Asks about the folder alone; the toolkit reads through all that is mounted.
     const auto volume = std::filesystem::space(QFile::encodeName(folder).constData(), error);
     return error ? std::nullopt : std::optional(static_cast<qint64>(volume.available));
 }

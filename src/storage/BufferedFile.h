@@ -8,9 +8,9 @@
 #include <cstdint>
 #include <memory>
 
+#include "platform/runloop/WakeUp.h"
 #include "storage/FrameRanges.h"
 #include "storage/PeriodicSync.h"
-#include "storage/WakeUp.h"
 #include "storage/WriteBufferChunk.h"
 
 namespace takebox {

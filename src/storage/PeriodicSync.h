@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "storage/WakeUp.h"
+#include "platform/runloop/WakeUp.h"
 
 namespace takebox {
 

@@ -8,10 +8,10 @@
 
 #include "platform/movietoolbox/MovieToolbox.h"
 #include "platform/movietoolbox/TimeCodeRecord.h"
+#include "platform/runloop/WakeUp.h"
 #include "storage/ChunkRing.h"
 #include "storage/FrameRanges.h"
 #include "storage/PeriodicSync.h"
-#include "storage/WakeUp.h"
 
 namespace takebox {
 

@@ -150,9 +150,13 @@ public:
     bool isLooking = false;
 };
 
-std::vector<std::uint8_t> pictureFrame() {
-    const QByteArray frame = makeDVFrames(true, false, 1).front();
-    return {frame.begin(), frame.end()};
+/// Three that differ.
+std::vector<std::vector<std::uint8_t>> pictureFrames() {
+    std::vector<std::vector<std::uint8_t>> frames;
+    for (const QByteArray& frame : makeDVFrames(true, false, 3)) {
+        frames.emplace_back(frame.begin(), frame.end());
+    }
+    return frames;
 }
 
 TEST_F(CDVDeviceTest, countsWithoutTheMainThread) {
@@ -173,12 +177,13 @@ TEST_F(CDVDeviceTest, bringsPicturesOnlyToThoseWhoLook) {
     makeDevice(kPALMode);
     LookingAway delegate;
     device->setDelegate(&delegate);
-    const auto frame = pictureFrame();
+    const auto frame = pictureFrames().front();
     for (int i = 0; i < 3; ++i) {
         deck->sendFrame(frame);
         deliver();
     }
     EXPECT_EQ(delegate.images, 0);
+    EXPECT_EQ(device->preview().timeScale(), 0) << "the main thread was not even woken";
     delegate.isLooking = true;
     device->setPictureIsWatched(true);
     EXPECT_EQ(delegate.images, 1);  // the newest, although no frame came meanwhile
@@ -190,16 +195,28 @@ TEST_F(CDVDeviceTest, bringsPicturesOnlyToThoseWhoLook) {
     deliver();
     EXPECT_EQ(delegate.images, 2);
     device->setDelegate(nullptr);
+    device->setDelegate(&delegate);
+    EXPECT_EQ(delegate.images, 3) << "the frame that nobody has seen";
+    device->setDelegate(nullptr);
 }
 
 TEST_F(CDVDeviceTest, makesAJPEGOfTheNewestFrameWhenAsked) {
     makeDevice(kPALMode);
     EXPECT_TRUE(device->JPEGPreviewData().isEmpty());
-    deck->sendFrame(pictureFrame());
-    deck->sendFrame(pictureFrame());
-    const QByteArray picture = device->JPEGPreviewData();
-    EXPECT_TRUE(picture.startsWith("\xFF\xD8"));
-    EXPECT_TRUE(picture.endsWith("\xFF\xD9"));
+    const auto frames = pictureFrames();
+    QByteArrayList pictures;
+    for (const auto& others : {0U, 1U, 2U}) {
+        deck->sendFrame(frames[others]);
+        deck->sendFrame(frames[2 - others]);
+        pictures << device->JPEGPreviewData();
+        EXPECT_TRUE(pictures.back().startsWith("\xFF\xD8"));
+        EXPECT_TRUE(pictures.back().endsWith("\xFF\xD9"));
+    }
+    EXPECT_NE(pictures[0], pictures[1]);
+    EXPECT_NE(pictures[1], pictures[2]);
+    EXPECT_EQ(device->JPEGPreviewData(), pictures[2]);
+    deck->sendFrame(frames[2]);
+    EXPECT_EQ(device->JPEGPreviewData(), pictures[0]);
 }
 
 TEST_F(CDVDeviceTest, holdsWhilePaused) {
@@ -339,6 +356,12 @@ TEST_F(CDVDeviceTest, changesNothingWhenStoppedWithoutARecording) {
     EXPECT_TRUE(deck->tapeCommands.empty());
 }
 
+QString timeCodeOf(std::uint64_t palFrames) {
+    const auto seconds = palFrames / 25;
+    return QString::asprintf("00:%02d:%02d:%02d", static_cast<int>(seconds / 60),
+                             static_cast<int>(seconds % 60), static_cast<int>(palFrames % 25));
+}
+
 TEST_F(CDVDeviceTest, losesNoFrameBetweenItsThreads) {
     makeDevice(kPALMode);
     std::atomic<bool> mustGoOn{true};
@@ -358,6 +381,7 @@ TEST_F(CDVDeviceTest, losesNoFrameBetweenItsThreads) {
         const RecordingReport report = device->recordingReport();
         finishWriting();
         EXPECT_EQ(report.frames, report.dvFile->appendedBlocks() + report.dvFile->droppedBlocks());
+        EXPECT_EQ(device->recordedTimeCode(), timeCodeOf(report.frames));
         EXPECT_EQ(report.dvFile->writtenBytes(), report.dvFile->appendedBlocks() * 144000);
         Defaults::standard().setObject(OxaPrefEraseExistingFilesKey, true);
     }

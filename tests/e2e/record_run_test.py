@@ -32,6 +32,13 @@ class RecordRun(RecordingTest):
         self.assertEqual(program.status, 1, program.output())
         self.assertRegex(program.output(), r"LOST: only 0\.[0-9]+ of 1 s were received")
 
+    def test_a_fast_deck_is_not_recorded_for_much_longer(self):
+        program = self.record(2, deck("pal", PAL_DECK, speed=10))
+        self.assertEqual(program.status, 0, program.output())
+        frames = size_of(self.raw_files()[0]) // PAL_FRAME
+        self.assertGreaterEqual(frames, 50)
+        self.assertLess(frames, 150)
+
     def test_frames_lost_on_the_way_are_a_loss(self):
         program = self.record(1, deck("pal", PAL_DECK, fault="incomplete@12"))
         self.assertEqual(program.status, 1, program.output())

@@ -33,6 +33,7 @@ class CleanRoot:
             file.write("#!/bin/sh\nexit 101\n")
         os.chmod(file.name, 0o755)
         self.mounts = []
+        self.mount("--bind", self.path, "/")  # or no program in there could have its own mounts
         self.mount("-t", "proc", "proc", "/proc")
         self.mount("--bind", "/tmp", "/tmp")
 

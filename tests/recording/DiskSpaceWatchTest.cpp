@@ -4,6 +4,8 @@
 
 #include <QDir>
 #include <QStorageInfo>
+#include <QTemporaryDir>
+#include <algorithm>
 
 namespace takebox {
 namespace {
@@ -38,6 +40,34 @@ TEST(DiskSpaceWatchTest, FoldersOnOneDiskShareItsRoom) {
     ASSERT_TRUE(one && two);
     EXPECT_NEAR(*two / *one, 0.5, 0.1);
     EXPECT_FALSE(secondsUntilFull({QString()}, 1e6));
+    const QTemporaryDir other;  // of the same disk
+    const auto both = secondsUntilFull({folder, other.path()}, 1e6);
+    ASSERT_TRUE(both);
+    EXPECT_NEAR(*both / *one, 0.5, 0.1);
+}
+
+TEST(DiskSpaceWatchTest, AFolderThatIsNotThereCountsForNothing) {
+    const QString folder = QDir::tempPath();
+    const QString missing = folder + QStringLiteral("/not/there");
+    EXPECT_FALSE(roomInFolder(missing));
+    EXPECT_FALSE(secondsUntilFull({missing}, 1e6));
+    const auto one = secondsUntilFull({folder}, 1e6);
+    const auto both = secondsUntilFull({missing, folder}, 1e6);
+    ASSERT_TRUE(one && both);
+    EXPECT_NEAR(*both / *one, 1.0, 0.1);
+}
+
+TEST(DiskSpaceWatchTest, EachOfTwoDisksHasItsRoom) {
+    const QString folder = QDir::tempPath();
+    const QString memory = QStringLiteral("/dev/shm");
+    const auto one = secondsUntilFull({folder}, 1e6);
+    const auto other = secondsUntilFull({memory}, 1e6);
+    const auto both = secondsUntilFull({folder, memory}, 1e6);
+    ASSERT_TRUE(one && both);
+    if (!other || QStorageInfo(folder).device() == QStorageInfo(memory).device()) {
+        GTEST_SKIP() << "there is no second disk here";
+    }
+    EXPECT_NEAR(*both / std::min(*one, *other), 1.0, 0.1);
 }
 
 }  // namespace

@@ -17,6 +17,7 @@
 #include "app/about/AboutPanel.h"
 #include "app/preferences/PreferenceController.h"
 #include "display/widgets/Icons.h"
+#include "display/widgets/LiteralText.h"
 #include "display/widgets/Resources.h"
 #include "display/widgets/Theme.h"
 #include "platform/log/Log.h"
@@ -62,7 +63,7 @@ QMessageBox* shownAlert(const QString& title, const QString& message) {
     for (QWidget* widget : QApplication::topLevelWidgets()) {
         auto* alert = qobject_cast<QMessageBox*>(widget);
         if (alert != nullptr && alert->isVisible() && alert->windowTitle() == title &&
-            alert->informativeText() == message) {
+            alert->informativeText() == literalText(message)) {
             return alert;
         }
     }
@@ -82,7 +83,7 @@ QMessageBox* showAlert(QMessageBox::Icon icon, const QString& title, const QStri
         std::make_unique<QMessageBox>(
             icon, title, QStringLiteral("<b>%1</b>").arg(title.toHtmlEscaped()), QMessageBox::Ok)
             .release();
-    alert->setInformativeText(message);
+    alert->setInformativeText(literalText(message));
     alert->setAttribute(Qt::WA_DeleteOnClose);
     alert->setWindowModality(modality);
     alert->show();

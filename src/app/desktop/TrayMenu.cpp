@@ -1,7 +1,7 @@
 #include "TrayMenu.h"
 
 #include "app/CTapedeckApplication.h"
-#include "display/widgets/MenuText.h"
+#include "display/widgets/LiteralText.h"
 
 namespace takebox {
 

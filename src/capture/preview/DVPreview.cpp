@@ -38,15 +38,21 @@ DVPreview::~DVPreview() = default;
 
 void DVPreview::decompressFrame(std::uint32_t recordedFrames) {
     LatestFrame::Frame frame;
-    if (!mFrames.take(frame)) {
-        return;
+    if (mFrames.take(frame)) {
+        keepNewestFrame(frame, recordedFrames);
     }
+    if (mNewestFrameWaits && mDelegate != nullptr && mDelegate->wantsPreviewImage()) {
+        decodeNewestFrame();
+    }
+}
+
+void DVPreview::keepNewestFrame(const LatestFrame::Frame& frame, std::uint32_t recordedFrames) {
     if (mTimeScale == 0) {
         mTimeScale = static_cast<std::int32_t>(mFramesPerSecond * kTimeUnitsPerFrame);
     }
     if (!mHasTriedSession) {
         createSession();
-        // If the main thread came too late for the first frame, this one is not the first.
+        // Where nobody looked or the main thread came too late, this one is not the first.
         if (frame.number == 1) {
             return;
         }
@@ -56,9 +62,6 @@ void DVPreview::decompressFrame(std::uint32_t recordedFrames) {
                                       static_cast<std::int64_t>(kTimeUnitsPerFrame));
     mNewestFrame = frame;
     mNewestFrameWaits = true;
-    if (mDelegate != nullptr && mDelegate->wantsPreviewImage()) {
-        decodeNewestFrame();
-    }
 }
 
 void DVPreview::createSession() {

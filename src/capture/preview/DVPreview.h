@@ -20,9 +20,10 @@ namespace takebox {
 /// previewBounds() may be called on any thread; everything else belongs to the main thread. When
 /// this object is destroyed the receive thread must have been joined.
 ///
-/// Every frame that is offered counts as shown, except that a busy main thread sees only the
-/// newest. Where nobody looks (no delegate, or one that wants no picture) decoding waits until the
-/// JPEG picture is asked for; encoding always does.
+/// Every frame for which decompressFrame() is called counts as shown, except that a busy main
+/// thread sees only the newest. Where nobody looks (no delegate, or one that wants no picture)
+/// decoding waits until somebody does or the JPEG picture is asked for; encoding always waits for
+/// that.
 class DVPreview {
 public:
     /// Lines of the picture; its width follows the shape of the display.
@@ -81,6 +82,7 @@ private:
     };
 
     [[nodiscard]] QRectF boundsForShape(bool is16By9) const;
+    void keepNewestFrame(const LatestFrame::Frame& frame, std::uint32_t recordedFrames);
     void createSession();
     void decodeNewestFrame();
     [[nodiscard]] decompression::PixelBufferAttributes pixelBufferAttributes() const;

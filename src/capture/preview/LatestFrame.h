@@ -11,9 +11,9 @@
 
 namespace takebox {
 
-/// Hands the newest DV frame from the receive thread to the main thread; a frame for which the main
-/// thread was too slow is overwritten, so stale pictures never queue up. Neither side ever waits,
-/// and after construction nothing is allocated.
+/// Hands the newest DV frame from the receive thread to the main thread; a frame that the main
+/// thread has not taken when the next one comes is overwritten, so stale pictures never queue up.
+/// Neither side ever waits, and after construction nothing is allocated.
 ///
 /// There are three slots: the one being written, the one being read, and one between the two. Each
 /// side gives its slot away and gets the other one in a single exchange, so that no slot ever has

@@ -13,7 +13,8 @@ public:
     virtual void setPreviewImage(const QImage& image) = 0;
 
     /// Whether anybody could see the picture now. Without an onlooker frames are only decoded when
-    /// the JPEG picture is asked for.
+    /// the JPEG picture is asked for. Who answers differently than before tells the device so
+    /// (CDVDevice::setPictureIsWatched).
     [[nodiscard]] virtual bool wantsPreviewImage() const { return true; }
 
 protected:

@@ -8,7 +8,7 @@
 
 #include "ApplicationCommands.h"
 #include "capture/CDVDevicesController.h"
-#include "display/widgets/MenuText.h"
+#include "display/widgets/LiteralText.h"
 #include "recording/CDVDeviceWindowController.h"
 
 namespace takebox {

@@ -82,7 +82,6 @@ void bindControl(QComboBox& popUp, PopUpOutlet& outlet, ControlAction action) {
 }
 
 void bindControl(QLabel& label, FieldOutlet& outlet) {
-    label.setTextFormat(Qt::PlainText);  // a name may look like markup
     follow(label, outlet, [&label, &outlet] { label.setText(outlet.stringValue()); });
 }
 

@@ -21,6 +21,7 @@
 #include "MainMenu.h"
 #include "OutletBinding.h"
 #include "display/widgets/Icons.h"
+#include "display/widgets/LiteralText.h"
 #include "display/widgets/WindowFit.h"
 #include "recording/CDVDeviceWindowController.h"
 #include "ui_TapedeckWindow.h"
@@ -294,7 +295,7 @@ void TapedeckWindow::chooseFolder(const QString& title, const QString& folder,
 bool TapedeckWindow::event(QEvent* event) {
     if (event->type() == QEvent::ToolTip && mController.device()) {
         // Worked out when it is looked at: it tells how long it is until the next recording.
-        setToolTip(mCommands.scheduleOfDevice(mController.device()->deviceGUID()));
+        setToolTip(literalText(mCommands.scheduleOfDevice(mController.device()->deviceGUID())));
     }
     return QMainWindow::event(event);
 }
@@ -377,7 +378,7 @@ void TapedeckWindow::showLosses() {
         details << tr("%1 could not be written: %2").arg(file.name, reasonOf(file.error));
     }
     details.removeAll(QString());
-    mUi->lostFramesField->setToolTip(details.join(QLatin1Char('\n')));
+    mUi->lostFramesField->setToolTip(literalText(details.join(QLatin1Char('\n'))));
 }
 
 void TapedeckWindow::checkSignal() {

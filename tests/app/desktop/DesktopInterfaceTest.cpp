@@ -157,6 +157,7 @@ TEST_F(DesktopInterfaceTest, startsAndStopsADeckFromTheTrayMenu) {
     const auto deck = CTapedeckApplication::controllerAtIndex(1);
     deck->setRawRecordingFolderPath(folder.path());
     deck->setReferenceMovieFolderPath(folder.path());
+    deck->setReferenceMovieDuration(1);  // no warning on a disk that is nearly full
     TrayMenu tray(*application);
     const auto choose = [&tray](qsizetype entry) {
         tray.fill(tray.menu());

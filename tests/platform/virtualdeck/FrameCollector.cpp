@@ -7,9 +7,9 @@
 #include <array>
 
 #include "platform/avc/TapeSubunitController.h"
-#include "platform/avc/virtualdeck/FrameTimer.h"
 #include "platform/avc/virtualdeck/TestSignal.h"
 #include "platform/avc/virtualdeck/VirtualDeckBackend.h"
+#include "platform/runloop/WakeUp.h"
 #include "support/WaitUntil.h"
 
 namespace takebox::test {
@@ -113,7 +113,7 @@ std::string FrameCollector::threadName() {
 std::uint32_t FrameCollector::frameReceived(std::uint32_t message, const std::uint8_t* data,
                                             std::uint32_t length, void* refCon) {
     auto* const self = static_cast<FrameCollector*>(refCon);
-    const std::int64_t time = avc::FrameTimer::now();
+    const std::int64_t time = WakeUp::now();
     if (self->onFrame) {
         self->onFrame(self->frameCount());
     }

@@ -9,8 +9,8 @@
 
 #include "FrameCollector.h"
 #include "platform/avc/TapeSubunitController.h"
-#include "platform/avc/virtualdeck/FrameTimer.h"
 #include "platform/avc/virtualdeck/TestSignal.h"
+#include "platform/runloop/WakeUp.h"
 #include "support/WaitUntil.h"
 
 namespace takebox::test {
@@ -77,7 +77,7 @@ TEST(VirtualDeck, sendsWholeFramesInOrderOnItsOwnThread) {
 
 TEST(VirtualDeck, neverSendsAFrameBeforeItsTime) {
     FrameCollector collector(u"pal,speed=4"_s);
-    const std::int64_t begun = avc::FrameTimer::now();
+    const std::int64_t begun = WakeUp::now();
     ASSERT_EQ(collector.start(), 0);
     ASSERT_TRUE(collector.waitForFrames(20));
     collector.stop();
@@ -252,9 +252,9 @@ TEST(VirtualDeck, stopsAtOnceHoweverSlowItPlays) {
     FrameCollector collector(u"pal,speed=0.001"_s);  // a frame in 40 seconds
     ASSERT_EQ(collector.start(), 0);
     ASSERT_TRUE(collector.waitForFrames(1));
-    const std::int64_t before = avc::FrameTimer::now();
+    const std::int64_t before = WakeUp::now();
     collector.stop();
-    EXPECT_LT(avc::FrameTimer::now() - before, 20'000'000'000);
+    EXPECT_LT(WakeUp::now() - before, 20'000'000'000);
     EXPECT_EQ(collector.frameCount(), 1U);
 }
 
@@ -262,8 +262,8 @@ TEST(VirtualDeck, losesWhatALateHostHasNoRoomForAndTellsIt) {
     FrameCollector collector(u"pal"_s);
     // At the third frame the host is away for a second, of which a receiver's ring bridges 0.6.
     collector.onFrame = [](std::size_t number) {
-        const std::int64_t until = avc::FrameTimer::now() + (number == 2 ? 1'000'000'000 : 0);
-        while (avc::FrameTimer::now() < until) {
+        const std::int64_t until = WakeUp::now() + (number == 2 ? 1'000'000'000 : 0);
+        while (WakeUp::now() < until) {
         }
     };
     ASSERT_EQ(collector.start(), 0);

@@ -18,6 +18,7 @@
 #include "display/widgets/Resources.h"
 #include "recording/window/CColorCustomView.h"
 #include "storage/WriterThreads.h"
+#include "support/DVMaterial.h"
 #include "support/FileSizeLimit.h"
 
 namespace takebox {
@@ -317,6 +318,41 @@ TEST_F(TapedeckWindowTest, decodesNoPictureWhileClosed) {
     EXPECT_TRUE(controller->device()->hasStream());
     controller->showWindow();
     EXPECT_TRUE(controller->wantsPreviewImage());
+}
+
+TEST_F(TapedeckWindowTest, showsTheNewestPictureWhenItIsShownAgain) {
+    openWindow();
+    auto pictures = test::makeDVFrames(true, false, 2);
+    ASSERT_EQ(pictures.size(), 2U);
+    const auto send = [this](const QByteArray& frame) {
+        deck->sendFrame({frame.begin(), frame.end()});
+        QCoreApplication::processEvents();
+    };
+    const DVPreview& preview = controller->device()->preview();
+    manualClock.advance(0.02);
+    send(pictures[0]);
+    send(pictures[0]);
+    EXPECT_EQ(preview.frameCount(), 1U);
+    const QImage before = controller->previewImage();
+    window->close();
+    manualClock.advance(0.02);
+    send(pictures[1]);
+    EXPECT_EQ(preview.frameCount(), 1U);
+    controller->showWindow();
+    manualClock.advance(0.02);
+    EXPECT_EQ(preview.frameCount(), 2U) << "without another frame";
+    EXPECT_NE(controller->previewImage(), before);
+}
+
+TEST_F(TapedeckWindowTest, showsTheNameOfARecordingLetterByLetter) {
+    openWindow();
+    controller->setAutoNameRecordings(false);
+    controller->setRecordingName(QStringLiteral("<i>Take"));
+    click("recordButton");
+    const auto& name = control<QLabel>("tallyDetailLabel");
+    EXPECT_EQ(name.text(), QStringLiteral("<i>Take"));
+    EXPECT_EQ(name.textFormat(), Qt::PlainText);
+    click("stopButton");
 }
 
 TEST_F(TapedeckWindowTest, recordsOnWhenClosed) {

@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "platform/avc/virtualdeck/FrameSource.h"
-#include "platform/avc/virtualdeck/FrameTimer.h"
 #include "platform/avc/virtualdeck/VirtualDeckSettings.h"
+#include "platform/runloop/WakeUp.h"
 
 namespace takebox::avc {
 
@@ -39,14 +39,15 @@ struct DeckTape {
     std::vector<ScheduledFault> faults;  // by frame
     std::size_t nextFault = 0;
 
-    // Any thread. Every change is followed by timer.wake(), and the values stand for themselves:
-    // nothing else is handed over with them, so their order does not matter.
+    // Any thread. A change that cannot wait for the next frame is followed by wakeUp.signal(). The
+    // values stand for themselves: nothing else is handed over with them, so their order does not
+    // matter.
     std::atomic<TapeCommand> command{TapeCommand::kNone};
     std::array<std::atomic<std::int64_t>, kStreamFaults> injected{kNoFault, kNoFault, kNoFault,
                                                                   kNoFault, kNoFault};
     /// Counts how often the deck left the bus; a stream lives for one value of it.
     std::atomic<std::uint32_t> departures{0};
-    FrameTimer timer;
+    WakeUp wakeUp;
 };
 
 }  // namespace takebox::avc

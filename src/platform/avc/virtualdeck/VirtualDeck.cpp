@@ -87,7 +87,7 @@ int VirtualDeck::answer(std::uint8_t opcode, std::uint8_t operand) {
     }
     mTape.command.store(isPlay ? TapeCommand::kPlay : TapeCommand::kStop,
                         std::memory_order_relaxed);
-    mTape.timer.wake();
+    mTape.wakeUp.signal();
     return kAccepted;
 }
 
@@ -117,7 +117,7 @@ void VirtualDeck::requestClose() {
 
 void VirtualDeck::disappear(std::uint32_t frameTimes) {
     mTape.departures.fetch_add(1, std::memory_order_relaxed);
-    mTape.timer.wake();
+    mTape.wakeUp.signal();
     mNews.addDeparture(frameTimes);
 }
 

@@ -69,7 +69,7 @@ int VirtualDeckStream::start() {
 void VirtualDeckStream::stop() {
     if (mThread.joinable()) {
         mThread.request_stop();
-        mTape.timer.wake();
+        mTape.wakeUp.signal();
         mThread.join();
         mDeck.releaseTape();
     }
@@ -84,14 +84,14 @@ void VirtualDeckStream::run(const std::stop_token& stop) {
         obeyTransport();
         if (!isSending()) {
             wasSending = false;
-            mTape.timer.sleep();
+            mTape.wakeUp.wait();
             continue;
         }
         if (!wasSending) {
-            mSchedule.restart(FrameTimer::now());
+            mSchedule.restart(WakeUp::now());
             wasSending = true;
         }
-        if (mTape.timer.sleepUntil(mSchedule.due())) {
+        if (!mTape.wakeUp.waitUntil(mSchedule.due())) {
             sendFrame();
         }
     }
@@ -127,13 +127,13 @@ void VirtualDeckStream::sendFrame() {
         return;  // the deck has just left the bus
     }
     const FrameBuffer buffer(mBuffers[mNextBuffer]);
-    const std::int64_t begun = FrameTimer::now();
+    const std::int64_t begun = WakeUp::now();
     const std::size_t length = readFrame(buffer);
     if (length == 0) {
         mTape.state = TapeState::kEnded;
         return;
     }
-    noteTapeTime(FrameTimer::now() - begun);
+    noteTapeTime(WakeUp::now() - begun);
     if (fate.message == kFramesMissing) {
         mParameters.frameProc(kFramesMissing, nullptr, 1, mParameters.frameRefCon);
     } else {
@@ -157,7 +157,7 @@ void VirtualDeckStream::noteTapeTime(std::int64_t nanoseconds) {
 }
 
 void VirtualDeckStream::loseLateFrames() {
-    const std::int64_t now = FrameTimer::now();
+    const std::int64_t now = WakeUp::now();
     const std::int64_t firstDue = mSchedule.due();
     if (now - firstDue < FrameSchedule::duration(DVStandard::kNTSC, 1, mDeck.speed())) {
         mTapeTime = 0;  // on time

@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <chrono>
+#include <cstdint>
 #include <ctime>
 
 namespace takebox {
@@ -25,16 +26,28 @@ public:
     }
     /// The same, but for no longer than the time given; the signal may still come afterwards.
     void waitFor(std::chrono::milliseconds time) {
-        timespec end{};
-        clock_gettime(CLOCK_MONOTONIC, &end);
-        const auto nanoseconds = end.tv_nsec + std::chrono::nanoseconds(time).count();
-        end.tv_sec += nanoseconds / 1000000000;
-        end.tv_nsec = nanoseconds % 1000000000;
-        while (sem_clockwait(&mSemaphore, CLOCK_MONOTONIC, &end) != 0 && errno == EINTR) {
-        }
+        static_cast<void>(waitUntil(now() + std::chrono::nanoseconds(time).count()));
+    }
+    /// The same, until a time of now(). @return whether there was a signal.
+    [[nodiscard]] bool waitUntil(std::int64_t time) {
+        const timespec end{time / kSecond, time % kSecond};
+        int result = 0;
+        do {
+            result = sem_clockwait(&mSemaphore, CLOCK_MONOTONIC, &end);
+        } while (result != 0 && errno == EINTR);
+        return result == 0;
+    }
+
+    /// Nanoseconds of a clock that never jumps.
+    [[nodiscard]] static std::int64_t now() {
+        timespec time{};
+        clock_gettime(CLOCK_MONOTONIC, &time);
+        return time.tv_sec * kSecond + time.tv_nsec;
     }
 
 private:
+    static constexpr std::int64_t kSecond = 1'000'000'000;
+
     sem_t mSemaphore{};
 };
 
