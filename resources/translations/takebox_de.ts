@@ -1047,6 +1047,10 @@ Received until then: %3, %4 frames, %5 lost. Check its cable and power, then sta
         <translation>%1 wurde getrennt oder sendet kein DV mehr, während „%2“ aufgezeichnet wurde.
 Bis dahin empfangen: %3, %4 Bilder, %5 verloren. Prüfen Sie Kabel und Strom und starten Sie dann eine neue Aufzeichnung.</translation>
     </message>
+    <message>
+        <source>Nothing is recorded!</source>
+        <translation>Nichts wird aufgenommen!</translation>
+    </message>
 </context>
 <context>
     <name>takebox::CSchedulingWindowController</name>
@@ -1124,6 +1128,14 @@ Bis dahin empfangen: %3, %4 Bilder, %5 verloren. Prüfen Sie Kabel und Strom und
     <message>
         <source>Stop</source>
         <translation>Stopp</translation>
+    </message>
+    <message>
+        <source>Remote control is off.</source>
+        <translation>Die Fernsteuerung ist aus.</translation>
+    </message>
+    <message>
+        <source>The network port %1 cannot be used; another program may have it. Another port can be chosen with --control-port.</source>
+        <translation>Der Netzwerk-Port %1 kann nicht benutzt werden; vielleicht hat ihn ein anderes Programm. Mit --control-port lässt sich ein anderer wählen.</translation>
     </message>
 </context>
 <context>

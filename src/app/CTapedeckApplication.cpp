@@ -139,6 +139,11 @@ void CTapedeckApplication::startServer() {
         logMessage("Starting server on port %d", mTCPServer->port());
     } else {
         logMessage("Error starting server: %s", description(error).toUtf8().constData());
+        showWarning(
+            tr("Remote control is off."),
+            tr("The network port %1 cannot be used; another program may have it. Another port "
+               "can be chosen with --control-port.")
+                .arg(mOptions.controlPort));
     }
 }
 

@@ -155,7 +155,7 @@ void RecordRun::update() {
 void RecordRun::showProgress(bool isLast) const {
     QStringList parts;
     for (const auto& take : mTakes) {
-        parts << QStringLiteral("%1 %2 %3")
+        parts << QStringLiteral("%1: recorded %2, time code %3")
                      .arg(take.name, take.controller->recordedTimecode(),
                           take.controller->deviceTimecodeString());
     }

@@ -207,6 +207,8 @@ void CDVDeviceWindowController::recordingDidStart() {
 
 void CDVDeviceWindowController::showWhatCannotBeRecorded(bool hasReferenceMovie) {
     QStringList missing;
+    const int wanted = (_settings->createReferenceMovie() ? 2 : 0) +
+                       (_settings->createSelfContainedMovie() ? 1 : 0);
     if (_settings->createReferenceMovie() &&
         (!_device->dvOutputFile() || !_device->audioOutputFile())) {
         missing << tr("the raw files in %1").arg(_settings->rawRecordingFolderPath());
@@ -220,7 +222,8 @@ void CDVDeviceWindowController::showWhatCannotBeRecorded(bool hasReferenceMovie)
     }
     if (!missing.isEmpty()) {
         mServices.showCriticalAlert(
-            tr("Not everything is recorded!"),
+            missing.size() < wanted ? tr("Not everything is recorded!")
+                                    : tr("Nothing is recorded!"),
             tr("These cannot be written: %1.\nPlease check your Capture Settings and try again.")
                 .arg(missing.join(tr(", "))));
     }

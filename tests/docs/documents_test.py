@@ -74,7 +74,7 @@ class Commands(TakeboxTest):
         program = self.start(deck("pal", 1, start="01:02:03:04"))
         self.assertEqual(program.ask("RECORD 1"), "OK")
         raw = os.path.join(self.folder, "NAME", "NAME.dv")
-        wait_until(lambda: size_of(raw) >= 10 * PAL_FRAME, "ten frames")
+        wait_until(lambda: size_of(raw) >= 20 * PAL_FRAME, "twenty frames")
         self.assertEqual(program.ask("STOP 1"), "OK")
         self.end_well(program)
 
@@ -100,10 +100,11 @@ class Commands(TakeboxTest):
                 self.assertRegex(done.stdout, r"01:02:0\d:\d\d")
             if "cut.mov" in command:
                 counted = subprocess.run(
-                    ["ffprobe", "-v", "error", "-count_packets", "-select_streams", "v",
-                     "-show_entries", "stream=nb_read_packets", "-of", "csv=p=0", "cut.mov"],
+                    ["ffprobe", "-v", "error", "-count_packets", "-show_entries",
+                     "stream=codec_type,nb_read_packets", "-of", "csv=p=0", "cut.mov"],
                     cwd=self.folder, capture_output=True, text=True, check=True)
-                self.assertEqual(counted.stdout.strip(" \n,"), "3")
+                self.assertRegex(counted.stdout, r"video,[67],?\n")
+                self.assertRegex(counted.stdout, r"audio,[1-9]\d*,?\n")
 
 
 if __name__ == "__main__":

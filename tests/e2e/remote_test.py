@@ -234,6 +234,7 @@ class TwoDecks(RemoteTest):
         other = self.run_program("--control-port", str(self.program.port),
                                  home=self.make_folder("other"))
         other.wait_for_log("Error starting server: TCPServerErrorDomain error 1\n")
+        other.wait_for_log(f"Remote control is off. The network port {self.program.port} cannot")
         self.end_well(other)
 
     def test_the_tool_asks_over_both_families(self):

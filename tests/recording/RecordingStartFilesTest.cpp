@@ -293,6 +293,20 @@ TEST_F(RecordingStart, whereAFileIsInTheWayOfTheRawFolderStillRecordsTheMovie) {
     EXPECT_FALSE(device().recordingReport().losses().isEmpty());
 }
 
+TEST_F(RecordingStart, whereNoFileCanBeMadeSaysThatNothingIsRecorded) {
+    makeController();
+    want(true, true);
+    const QString nowhere = path(u"file"_s) + u"/nowhere"_s;
+    make(u"file"_s);
+    controller().setRawRecordingFolderPath(nowhere);
+    controller().setReferenceMovieFolderPath(nowhere);
+    controller().setSelfContainedRecordingFolderPath(nowhere);
+    record(u"Name"_s);
+    ASSERT_FALSE(services.alerts.empty());
+    EXPECT_EQ(services.alerts.back().first, u"Nothing is recorded!"_s);
+    controller().stopButtonPushed();
+}
+
 TEST_F(RecordingStart, withoutAUsableRawNameStillRecordsTheMovieAndMakesNoStrayFile) {
     makeController();
     want(true, true);
