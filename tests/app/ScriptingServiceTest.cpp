@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <QDBusConnection>
+#include <QDBusMessage>
+
 #include "RunningRecorder.h"
 #include "SessionBus.h"
 #include "app/DeckProperties.h"
@@ -152,7 +155,13 @@ class Monitor {
 public:
     Monitor() {
         mProcess.start(u"gdbus"_s, {u"monitor"_s, u"--session"_s, u"--dest"_s, kService});
-        EXPECT_TRUE(sees("is owned by"));
+        // It says whom it listens to a moment before the bus knows: what it sees then is certain.
+        EXPECT_TRUE(waitUntil([this] {
+            QDBusConnection::sessionBus().send(QDBusMessage::createSignal(
+                u"/"_s, u"com.marvanemedia.TakeboxDV.Test"_s, u"AreYouListening"_s));
+            mSeen += mProcess.readAllStandardOutput();
+            return mSeen.contains("AreYouListening");
+        }));
     }
     ~Monitor() {
         mProcess.kill();
