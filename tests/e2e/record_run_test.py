@@ -1,13 +1,26 @@
 """The program as a command: --record, what it prints, and what its exit status tells."""
 
 import os
+import pty
 import signal
+import subprocess
 import unittest
 
-from takebox import PAL_FRAME, RecordingTest, deck, size_of, wait_until
+from takebox import PAL_FRAME, PROGRAM, RecordingTest, deck, size_of, wait_until
 
 PAL_DECK = 0x11
 NTSC_DECK = 0x22
+
+
+def read_terminal(descriptor):
+    """What a program writes to the other end of it, until it closes it."""
+    shown = b""
+    with open(descriptor, "rb", buffering=0) as terminal:
+        while True:
+            try:
+                shown += terminal.read(4096) or b""
+            except OSError:  # the other end is closed
+                return shown.decode()
 
 
 class RecordRun(RecordingTest):
@@ -31,6 +44,20 @@ class RecordRun(RecordingTest):
         program = self.record(1, deck("pal", PAL_DECK, speed=0.2))
         self.assertEqual(program.status, 1, program.output())
         self.assertRegex(program.output(), r"LOST: only 0\.[0-9]+ of 1 s were received")
+
+    def test_on_a_terminal_progress_stays_on_one_line(self):
+        ours, theirs = pty.openpty()
+        program = subprocess.Popen(
+            [PROGRAM, "--record", "1", "--to", self.takes, deck("pal", PAL_DECK)],
+            env={**os.environ, "HOME": self.home, "QT_QPA_PLATFORM": "offscreen"},
+            stdin=subprocess.DEVNULL, stdout=theirs, stderr=subprocess.DEVNULL)
+        os.close(theirs)
+        shown = read_terminal(ours)
+        self.assertEqual(program.wait(), 0, shown)
+        lines = [line for line in shown.split("\r\n") if "recorded 00:" in line]
+        self.assertEqual(len(lines), 1, shown)
+        self.assertGreaterEqual(lines[0].count("\r\x1b[K"), 3, shown)
+        self.assertRegex(lines[0], r"recorded 00:00:01:0\d, time code 00:00:0\d:\d\d$")
 
     def test_a_fast_deck_is_not_recorded_for_much_longer(self):
         program = self.record(2, deck("pal", PAL_DECK, speed=10))

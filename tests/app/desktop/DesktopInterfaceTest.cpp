@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <QApplication>
+#include <QHelpEvent>
 #include <QMainWindow>
 #include <QMenuBar>
 #include <QMessageBox>
@@ -350,6 +351,59 @@ TEST_F(DesktopInterfaceTest, asksBeforeTheLastWindowOfARecordingGoes) {
     ASSERT_NE(alert(), nullptr);
     EXPECT_TRUE(CTapedeckApplication::controllerAtIndex(0)->device()->isRecording());
     EXPECT_EQ(statusAfter([] { press("&Quit"); }), 0);
+}
+
+TEST_F(DesktopInterfaceTest, quitsAtOnceWhenNothingIsRecorded) {
+    launch({QStringLiteral("pal")});
+    EXPECT_EQ(statusAfter([this] { interface.terminate(); }), 0);
+    EXPECT_EQ(alert(), nullptr);
+}
+
+TEST_F(DesktopInterfaceTest, quitsARecordingWhenToldSo) {
+    launch({QStringLiteral("pal")});
+    startRecording();
+    EXPECT_EQ(statusAfter([this] { interface.terminate(); }), kStillRunning);
+    EXPECT_EQ(statusAfter([] { press("&Quit"); }), 0);
+}
+
+TEST_F(DesktopInterfaceTest, warnsBesideTheWorkThatGoesOn) {
+    interface.showWarning(QStringLiteral("<Careful>"),
+                          QStringLiteral("Less than <b>five</b> left."));
+    ASSERT_NE(alert(), nullptr);
+    EXPECT_EQ(alert()->icon(), QMessageBox::Warning);
+    EXPECT_EQ(alert()->windowModality(), Qt::NonModal);
+    EXPECT_TRUE(alert()->informativeText().contains(QStringLiteral("&lt;b&gt;five")));
+    interface.showWarning(QStringLiteral("<Careful>"),
+                          QStringLiteral("Less than <b>five</b> left."));
+    EXPECT_EQ(visibleWindows("QMessageBox").size(), 1U) << "said once";
+    alert()->button(QMessageBox::Ok)->click();
+    EXPECT_TRUE(test::waitUntil([] { return alert() == nullptr; }));
+}
+
+TEST_F(DesktopInterfaceTest, bringsTheWindowWithoutADeckToTheFront) {
+    launch({});
+    const auto windows = [] { return visibleWindows("takebox::NoDeviceWindow"); };
+    EXPECT_TRUE(test::waitUntil([&] { return windows().size() == 1; }));
+    windows().front()->hide();
+    EXPECT_TRUE(windows().empty());
+    interface.activate();
+    EXPECT_EQ(windows().size(), 1U);
+}
+
+TEST_F(DesktopInterfaceTest, tellsTheScheduleOfADeckWhoseWindowIsPointedAt) {
+    launch({QStringLiteral("pal")});
+    const auto event = std::make_shared<CRecordingEvent>();
+    event->setDeviceGUID(CTapedeckApplication::controllerAtIndex(0)->device()->deviceGUID());
+    event->setRecordingName(QStringLiteral("Evening"));
+    event->setDate(QDate::currentDate().addDays(1));
+    event->setStartTime(3600);
+    event->setDuration(60);
+    gSchedulingEvents->push_back(event);
+    QWidget* const window = visibleWindows("takebox::TapedeckWindow").front();
+    QHelpEvent pointed(QEvent::ToolTip, {}, {});
+    QCoreApplication::sendEvent(window, &pointed);
+    EXPECT_TRUE(window->toolTip().contains(QStringLiteral("Evening")))
+        << qPrintable(window->toolTip());
 }
 
 TEST_F(DesktopInterfaceTest, doesNotSayThatItRunsOnWhileItQuits) {
