@@ -2,13 +2,14 @@
 
 import os
 import random
+import shutil
 import subprocess
 import time
 import unittest
 
 from cut_off import decode_errors, difference, media_data, on_disk, raw_files, recover
 from takebox import (NTSC_FRAME, PAL_FRAME, PROGRAM, TakeboxTest, deck, deck_key, deck_settings, ffprobe,
-                     read_file, size_of, video_packets, wait_until, write_preferences)
+                     read_file, size_of, small_disk, video_packets, wait_until, write_preferences)
 
 GUID = 0x5151
 KILLS = 6
@@ -195,6 +196,18 @@ class Recovery(TakeboxTest):
         self.end_well(program)
         self.assertEqual(self.notes(), [])
         self.assertEqual(program.log().count(" ended, "), 2)
+
+    def test_a_disk_without_room_is_told_before_anything_is_written(self):
+        self.cut_off()
+        with small_disk(self.folder, f"{size_of(self.movie) + 1000000}") as disk:
+            if disk is None:
+                self.skipTest("nothing can be mounted")
+            movie = shutil.copy(self.movie, disk)
+            before = read_file(movie)
+            status, _, error = self.recover(movie)
+            self.assertEqual(status, 5, error)
+            self.assertIn("room", error)
+            self.assertEqual((os.listdir(disk), read_file(movie)), (["Take.mov"], before))
 
     def test_a_disk_that_takes_no_more_leaves_the_original_alone(self):
         self.cut_off(**{"Create_Reference_Movie": False})

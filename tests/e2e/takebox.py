@@ -2,6 +2,7 @@
 ffmpeg judge what it has recorded. The program is the one that the environment variable TAKEBOX
 names."""
 
+import contextlib
 import os
 import plistlib
 import re
@@ -144,6 +145,20 @@ class ControlClient:
 
     def close(self):
         self.socket.close()
+
+
+@contextlib.contextmanager
+def small_disk(folder, size="120m"):
+    """A disk of its own; None where nothing can be mounted."""
+    disk = tempfile.mkdtemp(prefix="small-", dir=folder)
+    is_mounted = subprocess.run(["mount", "-t", "tmpfs", "-o", f"size={size}", "tmpfs", disk],
+                                check=False, capture_output=True).returncode == 0
+    try:
+        yield disk if is_mounted else None
+    finally:
+        if is_mounted:
+            subprocess.run(["umount", "-l", disk], check=False)
+        shutil.rmtree(disk, ignore_errors=True)
 
 
 class Takebox:

@@ -10,13 +10,11 @@ does not decode, a frame that is none of the tape, or a program that does not en
 
 import argparse
 import concurrent.futures
-import contextlib
 import os
 import re
 import shutil
 import socket
 import statistics
-import subprocess
 import sys
 import tempfile
 import threading
@@ -25,7 +23,7 @@ import traceback
 
 from trial import Trial
 from source import Tape
-from takebox import PAL_RATE, wait_until
+from takebox import PAL_RATE, small_disk, wait_until
 
 EIO, ENOSPC, EROFS = 5, 28, 30
 RAW_BUFFER = 60  # frames that wait for a disk, by the sizes of the buffers
@@ -126,20 +124,6 @@ def refuse(operation, error, frames=60, error_loses=False):
             return Result(trial, missed, max(lost_by_rule(trial), missed))
 
     return run
-
-
-@contextlib.contextmanager
-def small_disk(folder):
-    """A disk of its own; None where nothing can be mounted."""
-    disk = tempfile.mkdtemp(prefix="small-", dir=folder)
-    is_mounted = subprocess.run(["mount", "-t", "tmpfs", "-o", "size=120m", "tmpfs", disk],
-                                check=False, capture_output=True).returncode == 0
-    try:
-        yield disk if is_mounted else None
-    finally:
-        if is_mounted:
-            subprocess.run(["umount", "-l", disk], check=False)
-        shutil.rmtree(disk, ignore_errors=True)
 
 
 def fill(tape, number, folder):
