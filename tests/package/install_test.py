@@ -68,6 +68,20 @@ class Install(unittest.TestCase):
         run("appstreamcli", "validate", "--no-net",
             self.path("share/metainfo", f"{ID}.metainfo.xml"))
 
+    def test_links_of_the_guide_lead_somewhere(self):
+        readme = self.path("share/doc/takebox/README.md")
+        followed = 0
+        for place, _, names in os.walk(os.path.dirname(readme)):
+            for name in names:
+                if not name.endswith(".md"):
+                    continue
+                with open(os.path.join(place, name), encoding="utf-8") as file:
+                    links = re.findall(r"\]\(([^)#:]+)(?:#[^)]*)?\)", file.read())
+                for link in links:
+                    self.assertTrue(os.path.exists(os.path.join(place, link)), f"{name}: {link}")
+                    followed += 1
+        self.assertGreater(followed, 20)
+
     def test_manual_and_completions_know_every_option(self):
         options = set(re.findall(r"--[a-z-]{3,}", run(self.path("bin/takebox"), "--help")))
         self.assertIn("--virtual-deck", options)
