@@ -4,7 +4,8 @@
     TAKEBOX=build/release/takebox bench/performance.py FIGURE [ARGUMENT]
 
 FIGURE is one of:
-    recording [SECONDS]  processor time of a recording deck, beside ffmpeg and cp; three rounds
+    recording [SECONDS]  processor time of a recording deck, beside ffmpeg and cp; three
+                         rounds
     capacity [SECONDS]   the most decks with windows that record with nothing lost (into TMPDIR)
     memory [SECONDS]     resident memory of each recording deck
     start                from the start of the program to the first frame
@@ -72,9 +73,11 @@ def seconds_of(process):
 def recording(seconds=60, rounds=3):
     """The three in turn, several times: what else the machine does changes from minute to minute."""
     used = {}
+    added = []
     for _ in range(rounds):
         for name, cost in recording_round(seconds).items():
             used.setdefault(name, []).append(cost * 60 / seconds)
+        added.append(added_by_recording(seconds) * 60 / seconds)
     ours = used["takebox"]
     print(f"processor seconds per minute of {rounds} rounds of {seconds} s, median (least to most); "
           "ratio of the medians, of the rounds:")
@@ -83,6 +86,9 @@ def recording(seconds=60, rounds=3):
         print(f"  {name:32} {statistics.median(costs):5.2f} ({min(costs):.2f} to {max(costs):.2f})"
               f"   ratio {statistics.median(ours) / statistics.median(costs):5.2f}"
               f" ({ratios[0]:.2f} to {ratios[-1]:.2f})")
+    ratio = statistics.median(added) / statistics.median(used["cp of the same bytes"])
+    print(f"what recording adds to a deck that plays: {statistics.median(added):.2f} "
+          f"({min(added):.2f} to {max(added):.2f}), {ratio:.2f} of cp")
 
 
 def recording_round(seconds):
@@ -102,6 +108,24 @@ def recording_round(seconds):
         copy = run(["cp", "-r", takes, os.path.join(folder, "again")])
         return {"takebox": ours, "ffmpeg -c copy, half the bytes": ffmpeg,
                 "cp of the same bytes": copy}
+
+
+def added_by_recording(seconds):
+    """Processor seconds of a deck that records less those of one that plays."""
+    with tempfile.TemporaryDirectory(prefix="takebox-bench-") as folder:
+        program = start_decks(folder, 1, os.path.join(folder, "home"))
+        try:
+            assert program.port
+            used = []
+            for command in "STATUS 1", "RECORD 1":
+                program.ask(command)
+                before = seconds_of(program.process)
+                time.sleep(seconds)
+                used.append(seconds_of(program.process) - before)
+            program.ask("STOP 1")
+        finally:
+            program.terminate()
+        return used[1] - used[0]
 
 
 # Capacity
