@@ -189,7 +189,9 @@ TEST_F(FirewireLoss, aReceiverThatIsTooSlowIsToldOnce) {
     EXPECT_GT(capture->messages()[0].parameter1, 1000U);
     EXPECT_GE(capture->messages()[0].parameter2, capture->messages()[0].parameter1 / 320);
     EXPECT_LE(capture->messages()[0].parameter2, capture->messages()[0].parameter1 / 320 + 2);
-    EXPECT_EQ(capture->frameMessages().find_first_not_of('0'), std::string::npos);
+    EXPECT_EQ(capture->frameMessages().find_first_not_of('0'), std::string::npos)
+        << capture->frameMessages() << ", lost " << capture->messages()[0].parameter2 << " frames, "
+        << capture->messages()[0].parameter1 << " cycles";
 }
 
 TEST_F(FirewireLoss, silenceIsToldOnceAndTheStreamGoesOn) {
