@@ -67,7 +67,7 @@ public:
             std::uint8_t header[8];
             test::fillHeader(header, node, dbc, test::isPAL(frame));
             mAssembler.packet(header, cycle);
-            cycle = (cycle + 1) % 8000;
+            ++cycle;
         }
         const auto packet = makePacket(frame, index, node, dbc);
         if (lost.count(sent) == 0) {
@@ -75,14 +75,14 @@ public:
         }
         ++sent;
         ++dbc;
-        cycle = (cycle + 1) % 8000;
+        ++cycle;
     }
 
     std::set<int> lost;
     int sent = 0;
     std::uint8_t node = 1;
     std::uint8_t dbc = 77;
-    unsigned cycle = 7900;
+    std::uint64_t cycle = 100;
 
 private:
     DVFrameAssembler& mAssembler;
@@ -239,7 +239,7 @@ TEST_P(DVFrameAssemblerOfBothStandards, silenceOfMoreThanAFrameWithABrokenCounte
     for (int i = 0; i < 10; ++i) {
         sender.sendPacket(frame(1), i);
     }
-    sender.cycle = (sender.cycle + 600) % 8000;
+    sender.cycle += 600;
     sender.dbc = static_cast<std::uint8_t>(sender.dbc + 50);
     for (int i = 100; i < packets(); ++i) {
         sender.sendPacket(frame(3), i);
@@ -249,6 +249,35 @@ TEST_P(DVFrameAssemblerOfBothStandards, silenceOfMoreThanAFrameWithABrokenCounte
     EXPECT_GE(recorder.overruns[0], 600U);
     EXPECT_EQ(recorder.messages(), "00") << "the frames at the gap's ends are not told again";
     EXPECT_EQ(recorder.events[1].data, frame(4));
+}
+
+TEST_P(DVFrameAssemblerOfBothStandards, anEmptyPacketFirstAfterTheGapDoesNotHideTheOverrun) {
+    sender.send(frame(0));
+    for (int i = 0; i < 10; ++i) {
+        sender.sendPacket(frame(1), i);
+    }
+    sender.cycle += 2 * static_cast<unsigned>(packets()) * 16 / 15;
+    sender.dbc = static_cast<std::uint8_t>(sender.dbc + 2 * packets());
+    std::uint8_t empty[8];
+    test::fillHeader(empty, sender.node, sender.dbc, GetParam());
+    EXPECT_EQ(assembler.packet(empty, sender.cycle), DVFrameAssembler::Packet::kEmpty);
+    for (int i = 10; i < packets(); ++i) {
+        sender.sendPacket(frame(3), i);
+    }
+    sender.send(frame(4));
+    EXPECT_EQ(recorder.missing, std::vector<std::uint32_t>{3});
+    EXPECT_EQ(recorder.overruns.size(), 1U);
+    EXPECT_EQ(recorder.messages(), "00");
+}
+
+TEST_P(DVFrameAssemblerOfBothStandards, anOverrunOfMinutesIsCountedToTheFrame) {
+    sender.send(frame(0));
+    constexpr int kFrames = 25 * 60 * 3;
+    sender.cycle += static_cast<std::uint64_t>(kFrames * packets()) * 16 / 15;
+    sender.dbc = static_cast<std::uint8_t>(sender.dbc + kFrames * packets());
+    sender.send(frame(1));
+    EXPECT_EQ(recorder.missing, std::vector<std::uint32_t>{kFrames});
+    EXPECT_EQ(recorder.messages(), "00");
 }
 
 TEST_P(DVFrameAssemblerOfBothStandards, anOverrunTellsHowManyFramesItCost) {
@@ -264,7 +293,7 @@ TEST_P(DVFrameAssemblerOfBothStandards, anOverrunTellsHowManyFramesItCost) {
             }
             const int gap = 3 * packets() + reached - begun;
             from.dbc = static_cast<std::uint8_t>(from.dbc + gap);
-            from.cycle = (from.cycle + static_cast<unsigned>(gap) * 16 / 15) % 8000;
+            from.cycle += static_cast<unsigned>(gap) * 16 / 15;
             for (int i = reached; i < packets(); ++i) {
                 from.sendPacket(frame(4), i);
             }
@@ -280,7 +309,7 @@ TEST_P(DVFrameAssemblerOfBothStandards, silenceAloneIsNoLoss) {
     for (int i = 0; i < packets(); ++i) {
         sender.sendPacket(frame(0), i);
         if (i == 30) {
-            sender.cycle = (sender.cycle + 1000) % 8000;
+            sender.cycle += 1000;
         }
     }
     EXPECT_EQ(recorder.messages(), "0");

@@ -194,6 +194,22 @@ TEST_F(FirewireLoss, aReceiverThatIsTooSlowIsToldOnce) {
         << capture->messages()[0].parameter1 << " cycles";
 }
 
+TEST_F(FirewireLoss, aReceiverThatStandsStillForSecondsIsToldAllThatWasLost) {
+    firewire("deck " + kA + " patient=no source=pal:50");
+    const auto capture = startCapture(kGuidA);
+    ASSERT_NE(capture, nullptr);
+    ASSERT_TRUE(waitUntil([&] { return capture->frameCount() >= 10; }));
+    capture->delayOnce(3600);  // 3 s more than the ring holds
+    ASSERT_TRUE(waitUntil([&] { return !capture->messages().empty(); }))
+        << capture->frameMessages();
+    const auto message = capture->messages()[0];
+    EXPECT_EQ(message.message, avc::kReceiverOverrun);
+    EXPECT_GT(message.parameter1, 2U * 8000);
+    EXPECT_LT(message.parameter1, 4U * 8000);
+    EXPECT_GE(message.parameter2, message.parameter1 / 320);
+    EXPECT_LE(message.parameter2, message.parameter1 / 320 + 2);
+}
+
 TEST_F(FirewireLoss, silenceIsToldOnceAndTheStreamGoesOn) {
     firewire("deck " + kA + " source=pal:50");
     startBackend();

@@ -9,9 +9,8 @@ namespace takebox::avc {
 namespace {
 
 constexpr std::size_t kFrameSizeMax = 144000;
-constexpr unsigned kCyclesPerSecond = 8000;
-constexpr unsigned kCyclesPerFrameNTSC = 267;
-constexpr unsigned kCyclesPerFramePAL = 320;
+constexpr std::uint64_t kCyclesPerFrameNTSC = 267;
+constexpr std::uint64_t kCyclesPerFramePAL = 320;
 constexpr int kPacketsPerSequence = 25;
 constexpr int kBlocksPerPacket = 6;
 
@@ -24,8 +23,9 @@ constexpr std::uint8_t kSignalTypeMask = 0x7C;
 constexpr std::uint8_t kSignalTypeSD = 0x00;
 constexpr std::uint8_t kSignalTypeDVCPRO25 = 0x78;
 
-unsigned cyclesBetween(unsigned from, unsigned to) {
-    return (to + kCyclesPerSecond - from) % kCyclesPerSecond;
+/// Data packets that a sender has sent in this many cycles: 15 of 16 carry data.
+int packetsIn(std::uint64_t cycles) {
+    return static_cast<int>(cycles * 15 / 16);
 }
 
 }  // namespace
@@ -60,30 +60,30 @@ bool DVFrameAssembler::isForeign(int node) {
 }
 
 DVFrameAssembler::Packet DVFrameAssembler::packet(std::span<const std::uint8_t> packet,
-                                                  unsigned cycle) {
+                                                  std::uint64_t cycle) {
+    // Of whatever kind, it shows that the receive ring is being emptied.
+    mSilence = std::max(mSilence, cycle - mLastCycle);
+    mLastCycle = cycle;
     if (packet.size() < kHeaderSize) {
         return Packet::kNotDV;
     }
     if (isForeign(packet[0] & kNodeMask)) {
-        mLastCycle = cycle;  // foreign or not, it shows that the receive ring is being emptied
         return Packet::kForeign;
     }
     const std::uint8_t signalType = packet[5] & kSignalTypeMask;
     if (packet[4] != kFormatDV || packet[1] != kDataBlockQuadlets ||
         (signalType != kSignalTypeSD && signalType != kSignalTypeDVCPRO25)) {
-        mLastCycle = cycle;
         return Packet::kNotDV;
     }
     mSignal = packet[5];
-    Packet kind = Packet::kNotDV;
     if (packet.size() == kHeaderSize) {
-        kind = Packet::kEmpty;
-    } else if (packet.size() == kPacketSize) {
-        kind = Packet::kData;
-        data(packet.subspan(kHeaderSize), packet[3], cycle);
+        return Packet::kEmpty;
     }
-    mLastCycle = cycle;
-    return kind;
+    if (packet.size() != kPacketSize) {
+        return Packet::kNotDV;
+    }
+    data(packet.subspan(kHeaderSize), packet[3], cycle);
+    return Packet::kData;
 }
 
 int DVFrameAssembler::packetIndex(std::span<const std::uint8_t> block) {
@@ -105,7 +105,7 @@ int DVFrameAssembler::packetIndex(std::span<const std::uint8_t> block) {
 }
 
 void DVFrameAssembler::data(std::span<const std::uint8_t> blocks, std::uint8_t dbc,
-                            unsigned cycle) {
+                            std::uint64_t cycle) {
     const int index = packetIndex(blocks);
     const bool may50 = (mSignal & kSystem50) != 0 || (mIsOpen && mPackets == kPacketsPAL);
     // A packet that is damaged where its place stands is left out: the next one shows the gap.
@@ -137,19 +137,20 @@ void DVFrameAssembler::data(std::span<const std::uint8_t> blocks, std::uint8_t d
     mLastIndex = index;
     mLastDBC = dbc;
     mLastDataCycle = cycle;
+    mSilence = 0;
     if (index == mPackets - 1) {
         finish();
     }
 }
 
 void DVFrameAssembler::changeFrame(std::span<const std::uint8_t> blocks, int index,
-                                   std::uint8_t dbc, unsigned cycle) {
-    const unsigned frameCycles = mPackets == kPacketsPAL ? kCyclesPerFramePAL : kCyclesPerFrameNTSC;
-    const unsigned silence = cyclesBetween(mLastCycle, cycle);
-    if (static_cast<std::uint8_t>(dbc - mLastDBC) != 1 && silence > frameCycles) {
+                                   std::uint8_t dbc, std::uint64_t cycle) {
+    const auto frameCycles = mPackets == kPacketsPAL ? kCyclesPerFramePAL : kCyclesPerFrameNTSC;
+    if (static_cast<std::uint8_t>(dbc - mLastDBC) != 1 && mSilence > frameCycles) {
         // Not even empty packets came: the ring had run full. That is told as one loss, and the
         // frames on both sides of the gap are not told again.
-        mSink.overrun(silence, static_cast<std::uint32_t>(framesLostUpTo(index, dbc, cycle)));
+        mSink.overrun(static_cast<std::uint32_t>(mSilence),
+                      static_cast<std::uint32_t>(framesLostUpTo(index, dbc, cycle)));
         restart();
         if (index == 0) {
             mIsSynchronized = true;
@@ -168,12 +169,11 @@ void DVFrameAssembler::changeFrame(std::span<const std::uint8_t> blocks, int ind
 
 /// How many frames after the last packet's frame this packet belongs; 0 when the counter was not
 /// continued at all.
-int DVFrameAssembler::framesAhead(int index, std::uint8_t dbc, unsigned cycle) const {
+int DVFrameAssembler::framesAhead(int index, std::uint8_t dbc, std::uint64_t cycle) const {
     const int counted = static_cast<std::uint8_t>(dbc - mLastDBC);
-    // The counter has eight bits; the time that passed decides between its turns. 15 cycles of 16
-    // carry data.
-    const int expected = static_cast<int>(cyclesBetween(mLastDataCycle, cycle) * 15 / 16);
-    for (int frames = 1; frames <= static_cast<int>(kCyclesPerSecond) / mPackets + 1; ++frames) {
+    // The counter has eight bits; the time that passed decides between its turns.
+    const int expected = packetsIn(cycle - mLastDataCycle);
+    for (int frames = 1; frames <= expected / mPackets + 2; ++frames) {
         const int packets = frames * mPackets + index - mLastIndex;
         if (packets % 256 == counted && std::abs(packets - expected) < mPackets / 2) {
             return frames;
@@ -183,10 +183,10 @@ int DVFrameAssembler::framesAhead(int index, std::uint8_t dbc, unsigned cycle) c
 }
 
 /// How many frames lack packets between the last one and this one, at which reception starts anew.
-int DVFrameAssembler::framesLostUpTo(int index, std::uint8_t dbc, unsigned cycle) const {
+int DVFrameAssembler::framesLostUpTo(int index, std::uint8_t dbc, std::uint64_t cycle) const {
     int ahead = framesAhead(index, dbc, cycle);
     if (ahead == 0) {  // the counter began anew: only the time tells
-        const auto packets = static_cast<int>(cyclesBetween(mLastDataCycle, cycle) * 15 / 16);
+        const int packets = packetsIn(cycle - mLastDataCycle);
         ahead = std::max((packets + mLastIndex - index + mPackets / 2) / mPackets, 1);
     }
     const int begun = mIsOpen ? 1 : 0;

@@ -50,8 +50,8 @@ public:
     DVFrameAssembler(std::size_t buffers, DVFrameSink& sink);
 
     /// Takes a packet as received, without the isochronous header.
-    /// @param cycle bus cycle in which it came, 0 to 7999.
-    Packet packet(std::span<const std::uint8_t> packet, unsigned cycle);
+    /// @param cycle bus cycle in which it came, in a count that does not begin anew.
+    Packet packet(std::span<const std::uint8_t> packet, std::uint64_t cycle);
 
     /// Accepts the packets of this node (0 to 62) only; kAnySource accepts all.
     void setSource(int node);
@@ -68,11 +68,11 @@ public:
 private:
     [[nodiscard]] bool isForeign(int node);
     [[nodiscard]] static int packetIndex(std::span<const std::uint8_t> block);
-    void data(std::span<const std::uint8_t> blocks, std::uint8_t dbc, unsigned cycle);
+    void data(std::span<const std::uint8_t> blocks, std::uint8_t dbc, std::uint64_t cycle);
     void changeFrame(std::span<const std::uint8_t> blocks, int index, std::uint8_t dbc,
-                     unsigned cycle);
-    [[nodiscard]] int framesAhead(int index, std::uint8_t dbc, unsigned cycle) const;
-    [[nodiscard]] int framesLostUpTo(int index, std::uint8_t dbc, unsigned cycle) const;
+                     std::uint64_t cycle);
+    [[nodiscard]] int framesAhead(int index, std::uint8_t dbc, std::uint64_t cycle) const;
+    [[nodiscard]] int framesLostUpTo(int index, std::uint8_t dbc, std::uint64_t cycle) const;
     void begin(std::span<const std::uint8_t> blocks, int index);
     void store(std::span<const std::uint8_t> blocks, int index);
     void finish();
@@ -84,15 +84,16 @@ private:
     std::bitset<kPacketsPAL> mPresent;
     int mSource = kAnySource;
     std::bitset<64> mFormerSources;
-    int mPackets = kPacketsPAL;     ///< of the current frame
-    int mLastIndex = 0;             ///< place of the last packet in its frame
-    std::uint8_t mLastDBC = 0;      ///< of the last data packet
-    unsigned mLastCycle = 0;        ///< of the last packet of any kind
-    unsigned mLastDataCycle = 0;    ///< of the last data packet
-    std::uint8_t mSignal = 0;       ///< of the last packet
-    std::uint8_t mFrameSignal = 0;  ///< of the current frame
-    bool mIsSynchronized = false;   ///< a frame start has been seen
-    bool mIsOpen = false;           ///< the current frame waits for more packets
+    int mPackets = kPacketsPAL;        ///< of the current frame
+    int mLastIndex = 0;                ///< place of the last packet in its frame
+    std::uint8_t mLastDBC = 0;         ///< of the last data packet
+    std::uint64_t mLastCycle = 0;      ///< of the last packet of any kind
+    std::uint64_t mLastDataCycle = 0;  ///< of the last data packet
+    std::uint64_t mSilence = 0;        ///< longest since then without a packet, in cycles
+    std::uint8_t mSignal = 0;          ///< of the last packet
+    std::uint8_t mFrameSignal = 0;     ///< of the current frame
+    bool mIsSynchronized = false;      ///< a frame start has been seen
+    bool mIsOpen = false;              ///< the current frame waits for more packets
 };
 
 }  // namespace takebox::avc

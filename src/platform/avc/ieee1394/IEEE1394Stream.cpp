@@ -18,6 +18,7 @@ constexpr std::int64_t kRetry = 1000;        // ms between attempts to open the 
 constexpr std::int64_t kQuiet = 10;          // ms; the ring holds far more
 constexpr std::int64_t kDeadAfter = 60;      // ms without data on a handle with errors
 constexpr int kPollTimeout = 100;            // ms
+constexpr std::int64_t kCaughtUp = 5;        // ms of waiting: nothing was left in the ring
 constexpr std::uint32_t kForeignMax = 8000;  // packets: one second
 constexpr std::uint32_t kNotDVMax = 1000;
 constexpr int kOtherModeMin = 5;  // frames: a damaged one says nothing of the signal
@@ -164,10 +165,14 @@ void IEEE1394Stream::waitForPackets() {
     std::array<pollfd, 3> ready{{{mBus && !isQuiet ? mBus->descriptor() : -1, POLLIN, 0},
                                  {mLink->wakeDescriptor(), POLLIN, 0},
                                  {mWatch.descriptor(), POLLIN, 0}}};
+    const std::int64_t asked = monotonicMilliseconds();
     if (poll(ready.data(), ready.size(), timeout) < 0) {
         return;
     }
     mNow = monotonicMilliseconds();
+    if (ready[0].fd >= 0 && mNow - asked >= kCaughtUp) {
+        mCycles.caughtUp(mNow);
+    }
     if (ready[1].revents != 0) {
         mLink->clearWake();
     }
@@ -224,9 +229,10 @@ void IEEE1394Stream::checkSilence() {
 }
 
 void IEEE1394Stream::isoPacket(std::span<const std::uint8_t> packet, unsigned cycle) {
-    auto kind = mAssembler.packet(packet, cycle);
+    const std::uint64_t count = mCycles.at(cycle, mNow);
+    auto kind = mAssembler.packet(packet, count);
     if (kind == DVFrameAssembler::Packet::kForeign) {
-        kind = foreignPacket(packet, cycle);
+        kind = foreignPacket(packet, count);
     }
     switch (kind) {
         case DVFrameAssembler::Packet::kData:
@@ -255,7 +261,7 @@ void IEEE1394Stream::isoPacket(std::span<const std::uint8_t> packet, unsigned cy
 /// The packet may be the first one after a bus reset that has not been told yet; then the kernel
 /// knows the sender's new number.
 DVFrameAssembler::Packet IEEE1394Stream::foreignPacket(std::span<const std::uint8_t> packet,
-                                                       unsigned cycle) {
+                                                       std::uint64_t cycle) {
     ++mForeignOnly;
     if (!mHasAsked) {
         mHasAsked = true;

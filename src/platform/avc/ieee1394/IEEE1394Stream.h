@@ -8,6 +8,7 @@
 
 #include "platform/avc/AVCDevice.h"
 #include "platform/avc/ieee1394/BusHandle.h"
+#include "platform/avc/ieee1394/CycleCount.h"
 #include "platform/avc/ieee1394/DVFrameAssembler.h"
 #include "platform/avc/ieee1394/DeviceWorker.h"
 #include "platform/avc/ieee1394/NodeWatch.h"
@@ -41,7 +42,7 @@ private:
     void checkSilence();
     void isoPacket(std::span<const std::uint8_t> packet, unsigned cycle) override;
     [[nodiscard]] DVFrameAssembler::Packet foreignPacket(std::span<const std::uint8_t> packet,
-                                                         unsigned cycle);
+                                                         std::uint64_t cycle);
     void dataArrived();
     void lookAtSignal(std::uint32_t frameLength);
     void tellSignal(const SeenSignal& signal);
@@ -58,6 +59,7 @@ private:
 
     // Receive thread only, while it runs.
     DVFrameAssembler mAssembler;
+    CycleCount mCycles;
     std::shared_ptr<StreamLink> mLink;
     StreamTarget mTarget;
     std::unique_ptr<BusHandle> mBus;
