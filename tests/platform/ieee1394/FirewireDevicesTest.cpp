@@ -93,6 +93,35 @@ TEST_F(FirewireDevices, aLongNameIsCutTo79Bytes) {
     EXPECT_EQ(std::string(device->deviceName()), std::string(60, 'v') + " " + std::string(18, 'm'));
 }
 
+TEST_F(FirewireDevices, aLongNameIsNotCutWithinALetter) {
+    std::string letters;
+    for (int i = 0; i < 40; ++i) {
+        letters += "ü";
+    }
+    firewire("deck " + std::string(kDeckA) + " source=pal:1 model=" + letters);
+    startBackend();
+    const auto* const device = waitForDevice(kGuidA);
+    ASSERT_NE(device, nullptr);
+    EXPECT_EQ(std::string(device->deviceName()), "Nordlicht " + letters.substr(0, 68));
+}
+
+TEST_F(FirewireDevices, aModelWithoutAMakerIsAName) {
+    firewire("deck " + std::string(kDeckA) + " source=pal:1 vendor= model=DV-7");
+    startBackend();
+    const auto* const device = waitForDevice(kGuidA);
+    ASSERT_NE(device, nullptr);
+    EXPECT_STREQ(device->deviceName(), "DV-7");
+}
+
+TEST_F(FirewireDevices, oneWhoseFileCannotBeOpenedIsShownAndTheLogSaysWhy) {
+    firewire("deck " + std::string(kDeckA) + " source=pal:1 access=gone");
+    startBackend();
+    const auto* const device = waitForDevice(kGuidA);
+    ASSERT_NE(device, nullptr);
+    EXPECT_TRUE(waitUntil([&] { return log.containsText("Cannot open Nordlicht DV-100"); }));
+    EXPECT_TRUE(device->isAttached());
+}
+
 TEST_F(FirewireDevices, oneThatIsPluggedInIsThereWithinTwoSeconds) {
     startBackend();
     QElapsedTimer timer;

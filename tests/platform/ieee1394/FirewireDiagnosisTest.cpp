@@ -49,6 +49,15 @@ TEST_F(FirewireDiagnosis, tellsOfDevicesWithNameNumberAndSignal) {
     EXPECT_NE(find(lines, "/dev/fw1")->finding.find("can be opened"), std::string::npos);
 }
 
+TEST_F(FirewireDiagnosis, leavesOtherKindsOfDevicesAlone) {
+    firewire("deck " + std::string(kDeckA) + " model=Lab-1 units=camera");
+    const auto lines = avc::diagnoseFireWire();
+    const auto* const camera = find(lines, "Device Nordlicht Lab-1");
+    ASSERT_NE(camera, nullptr);
+    EXPECT_EQ(camera->finding, "GUID 08004601020304aa, not a DV device");
+    EXPECT_EQ(camera->advice, "");
+}
+
 TEST_F(FirewireDiagnosis, tellsWhoMayOpenADeviceFileAndHowToBeAllowed) {
     firewire("deck " + std::string(kDeckA) + " access=no");
     const auto lines = avc::diagnoseFireWire();

@@ -167,6 +167,32 @@ TEST_F(FirewireLoss, bandwidthRefusedAfterAResetDoesNotEndTheStream) {
     EXPECT_TRUE(frames == sentFrames(true, frames.size(), 50));
 }
 
+TEST_F(FirewireLoss, aDeviceThatTakesNoConnectionAfterAResetIsHeardOnTheBroadcastChannel) {
+    firewire("deck " + kA + " source=pal:50");
+    const auto capture = startCapture(kGuidA);
+    ASSERT_NE(capture, nullptr);
+    ASSERT_TRUE(waitUntil([&] { return capture->frameCount() >= 10; }));
+    firewire("set " + kA + " plugs=no");
+    firewire("reset 0");
+    EXPECT_TRUE(waitUntil([&] { return log.containsText("listening on the broadcast channel"); }));
+    firewire("set " + kA + " broadcast=yes");
+    const auto before = capture->frameCount();
+    EXPECT_TRUE(waitUntil([&] { return capture->frameCount() >= before + 40; }));
+    EXPECT_EQ(deckStatus(kDeckA)["connections"], "0");
+}
+
+TEST_F(FirewireLoss, aDeviceThatRefusedIsAskedForAConnectionAgainAfterAReset) {
+    firewire("deck " + kA + " plugs=no source=pal:50");
+    const auto capture = startCapture(kGuidA);
+    ASSERT_NE(capture, nullptr);
+    EXPECT_TRUE(waitUntil([&] { return capture->problem() == avc::StreamProblem::kRefused; }));
+    firewire("set " + kA + " plugs=yes");
+    firewire("reset 0");
+    EXPECT_TRUE(waitUntil([] { return deckStatus(kDeckA)["connections"] == "1"; }));
+    EXPECT_TRUE(waitUntil([&] { return capture->frameCount() >= 10; }));
+    EXPECT_EQ(capture->problem(), avc::StreamProblem::kNone);
+}
+
 TEST_F(FirewireLoss, aReceiverThatIsTooSlowIsToldOnce) {
     firewire("deck " + kA + " patient=no source=pal:50");
     const auto capture = startCapture(kGuidA);

@@ -211,16 +211,17 @@ TEST(VirtualDeck, endsWithItsTapeAndBeginsAgainOnPlay) {
                              u",loop=no,speed=20"_s);
     ASSERT_EQ(collector.start(), 0);
     ASSERT_TRUE(collector.waitForFrames(3));
-    EXPECT_EQ(collector.command(avc::kOpcodeWind, avc::kWindStop), 0);
     // Play has no effect before the deck has come to the end, which it does a frame time later.
     ASSERT_TRUE(waitUntil([&] {
         EXPECT_EQ(collector.command(avc::kOpcodePlay, avc::kPlayForward), 0);
         return collector.frameCount() > 3;
     }));
-    ASSERT_TRUE(waitUntil([&] {
-        const auto frames = collector.frames();
-        return frames.back().bytes == signalFrame(DVStandard::kPAL, 2, "");
-    }));
+    ASSERT_TRUE(collector.waitForFrames(6));
+    collector.stop();
+    const auto frames = collector.frames();
+    for (std::size_t i = 0; i < 6; ++i) {
+        EXPECT_TRUE(frames[i].bytes == signalFrame(DVStandard::kPAL, i % 3, "")) << i;
+    }
     EXPECT_TRUE(collector.messages().empty());
 }
 
@@ -258,9 +259,8 @@ TEST(VirtualDeck, stopsAtOnceHoweverSlowItPlays) {
     EXPECT_EQ(collector.frameCount(), 1U);
 }
 
-TEST(VirtualDeck, losesWhatALateHostHasNoRoomForAndTellsIt) {
-    FrameCollector collector(u"pal"_s);
-    // At the third frame the host is away for a second, of which a receiver's ring bridges 0.6.
+/// At its third frame the host is away for a second, of which a receiver's ring bridges 0.6.
+void receiveLate(FrameCollector& collector) {
     collector.onFrame = [](std::size_t number) {
         const std::int64_t until = WakeUp::now() + (number == 2 ? 1'000'000'000 : 0);
         while (WakeUp::now() < until) {
@@ -268,6 +268,11 @@ TEST(VirtualDeck, losesWhatALateHostHasNoRoomForAndTellsIt) {
     };
     ASSERT_EQ(collector.start(), 0);
     ASSERT_TRUE(waitUntil([&] { return !collector.messages().empty(); }));
+}
+
+TEST(VirtualDeck, losesWhatALateHostHasNoRoomForAndTellsIt) {
+    FrameCollector collector(u"pal"_s);
+    receiveLate(collector);
     ASSERT_TRUE(collector.waitForFrames(10));
     collector.stop();
     const auto frames = collector.frames();
@@ -283,6 +288,33 @@ TEST(VirtualDeck, losesWhatALateHostHasNoRoomForAndTellsIt) {
     EXPECT_TRUE(frames[2].bytes == signalFrame(DVStandard::kPAL, 2, "PAL deck 1"));
     EXPECT_TRUE(frames[4].bytes == signalFrame(DVStandard::kPAL, 3 + lost, "PAL deck 1"));
     EXPECT_TRUE(frames[5].bytes == signalFrame(DVStandard::kPAL, 4 + lost, "PAL deck 1"));
+}
+
+TEST(VirtualDeck, losesFramesOfALoopAcrossItsPoint) {
+    QTemporaryDir folder;
+    FrameCollector collector(writeTape(folder.path(), DVStandard::kPAL, 7));
+    receiveLate(collector);
+    ASSERT_TRUE(collector.waitForFrames(6));
+    collector.stop();
+    const auto frames = collector.frames();
+    ASSERT_EQ(frames[3].message, avc::kFramesMissing);
+    EXPECT_TRUE(frames[4].bytes == signalFrame(DVStandard::kPAL, (3 + frames[3].length) % 7, ""));
+}
+
+TEST(VirtualDeck, losesNoMoreThanThereIsOnTheTape) {
+    QTemporaryDir folder;
+    FrameCollector collector(writeTape(folder.path(), DVStandard::kPAL, 5) + u",loop=no"_s);
+    receiveLate(collector);
+    // The deck stands at the end: it begins anew.
+    ASSERT_TRUE(waitUntil([&] {
+        EXPECT_EQ(collector.command(avc::kOpcodePlay, avc::kPlayForward), 0);
+        return collector.frameCount() > 4;
+    }));
+    collector.stop();
+    const auto frames = collector.frames();
+    ASSERT_EQ(frames[3].message, avc::kFramesMissing);
+    EXPECT_EQ(frames[3].length, 2U);
+    EXPECT_TRUE(frames[4].bytes == signalFrame(DVStandard::kPAL, 0, ""));
 }
 
 }  // namespace
