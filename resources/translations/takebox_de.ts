@@ -653,6 +653,10 @@
 <context>
     <name>TapedeckWindow</name>
     <message>
+        <source>Hint</source>
+        <translation>Hinweis</translation>
+    </message>
+    <message>
         <source>Recording state</source>
         <translation>Aufnahmezustand</translation>
     </message>
@@ -1102,14 +1106,6 @@ Bis dahin empfangen: %3, %4 Bilder, %5 verloren. Prüfen Sie Kabel und Strom und
         <source>Overlaps with %1 on the same device.</source>
         <translation>Überschneidet sich mit %1 auf demselben Gerät.</translation>
     </message>
-    <message>
-        <source>No movie is ticked: nothing would be recorded.</source>
-        <translation>Kein Film ist angekreuzt: Es würde nichts aufgenommen.</translation>
-    </message>
-    <message>
-        <source>%1 does not exist now.</source>
-        <translation>%1: zurzeit nicht vorhanden.</translation>
-    </message>
 </context>
 <context>
     <name>takebox::CTapedeckApplication</name>
@@ -1314,6 +1310,21 @@ Was auf dem Datenträger angekommen ist, kann zu vollständigen Filmen gemacht w
     <message>
         <source>Overlaps with %1 on the same device. The later one starts when the earlier one has ended.</source>
         <translation>Überschneidet sich mit %1 auf demselben Gerät. Die spätere Aufnahme beginnt, wenn die frühere zu Ende ist.</translation>
+    </message>
+</context>
+<context>
+    <name>takebox::SheetHint</name>
+    <message>
+        <source>No movie is ticked: nothing would be recorded.</source>
+        <translation>Kein Film ist angekreuzt: Es würde nichts aufgenommen.</translation>
+    </message>
+    <message>
+        <source>%1 does not exist now.</source>
+        <translation>%1: zurzeit nicht vorhanden.</translation>
+    </message>
+    <message>
+        <source>%1: you may not write there.</source>
+        <translation>%1: keine Schreibberechtigung.</translation>
     </message>
 </context>
 <context>

@@ -22,6 +22,7 @@
 #include "OutletBinding.h"
 #include "display/widgets/Icons.h"
 #include "display/widgets/LiteralText.h"
+#include "display/widgets/SheetHint.h"
 #include "display/widgets/WindowFit.h"
 #include "recording/CDVDeviceWindowController.h"
 #include "ui_TapedeckWindow.h"
@@ -227,6 +228,14 @@ void TapedeckWindow::bindSettingsSheet() {
             [this] { mController.selectRawFolderButtonPushed(); });
     connect(mUi->selectReferenceMovieFolderButton, &QPushButton::clicked, this,
             [this] { mController.selectReferenceMovieFolderButtonPushed(); });
+    // Every change may take away a hint or call for one.
+    for (auto* const field : {mUi->selfContainedMovieFolderPathField, mUi->rawFolderPathField,
+                              mUi->referenceMovieFolderPathField}) {
+        connect(field, &QLineEdit::textChanged, this, &TapedeckWindow::showSettingsHint);
+    }
+    for (auto* const box : {mUi->selfContainedMovieCheckBox, mUi->referenceMovieCheckBox}) {
+        connect(box, &QCheckBox::toggled, this, &TapedeckWindow::showSettingsHint);
+    }
     connect(mUi->settingsPanel, &QDialog::accepted, this, [this] {
         endEditing(*mUi->settingsPanel);
         mController.okAdvancedSettingsPanelButtonPushed();
@@ -260,6 +269,7 @@ void TapedeckWindow::show() {
 }
 
 void TapedeckWindow::showSettingsSheet() {
+    showSettingsHint();
     // Not modal: the deck can be stopped while its settings are open.
     fitToScreen(*mUi->settingsPanel);
     fitToScreen(*mUi->settingsPanel, {geometry().x() + (width() - mUi->settingsPanel->width()) / 2,
@@ -268,6 +278,16 @@ void TapedeckWindow::showSettingsSheet() {
     mUi->settingsPanel->raise();
     mUi->settingsPanel->activateWindow();
     mUi->customDeviceNameField->setFocus();
+}
+
+void TapedeckWindow::showSettingsHint() {
+    const bool isReference = mUi->referenceMovieCheckBox->isChecked();
+    const auto warnings = movieWarnings(
+        {{mUi->selfContainedMovieFolderPathField, mUi->selfContainedMovieCheckBox->isChecked()},
+         {mUi->rawFolderPathField, isReference},
+         {mUi->referenceMovieFolderPathField, isReference}});
+    showHint(*mUi->settingsHintIcon, *mUi->settingsHintLabel, QStyle::SP_MessageBoxWarning,
+             warnings.join(u' '));
 }
 
 void TapedeckWindow::closeSettingsSheet() {

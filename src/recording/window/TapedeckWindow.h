@@ -52,6 +52,7 @@ private:
     void showRecordingState();
     void showRefusedFiles();
     void showLosses();
+    void showSettingsHint();
     void checkSignal();
     void showLevelsAsLive(bool areLive);
     [[nodiscard]] static QString whyNoSignal(const CDVDevice& device);

@@ -6,17 +6,16 @@
 #include <QDateEdit>
 #include <QDialog>
 #include <QDialogButtonBox>
-#include <QFileInfo>
 #include <QLabel>
 #include <QLineEdit>
 #include <QLocale>
 #include <QPushButton>
 #include <QSignalBlocker>
-#include <QStyle>
 #include <QTabWidget>
 #include <QTimeEdit>
 #include <cmath>
 
+#include "display/widgets/SheetHint.h"
 #include "display/widgets/WindowFit.h"
 #include "scheduling/ScheduleOverview.h"
 #include "scheduling/ScheduledDecks.h"
@@ -281,29 +280,17 @@ QStringList CSchedulingWindowController::warnings() const {
         texts.append(
             tr("Overlaps with %1 on the same device.").arg(overlapping.join(QStringLiteral(", "))));
     }
-    if (!draft.createReferenceMovie() && !draft.createSelfContainedMovie()) {
-        texts.append(tr("No movie is ticked: nothing would be recorded."));
-    }
-    for (const auto* field : {mSheet->referencePathField, mSheet->selfContainedPathField,
-                              mSheet->elementaryPathField}) {
-        const bool isUsed = field == mSheet->selfContainedPathField
-                                ? draft.createSelfContainedMovie()
-                                : draft.createReferenceMovie();
-        if (isUsed && !QFileInfo(field->text()).isDir()) {
-            texts.append(tr("%1 does not exist now.").arg(field->accessibleName()));
-        }
-    }
-    return texts;
+    return texts +
+           movieWarnings({{mSheet->referencePathField, draft.createReferenceMovie()},
+                          {mSheet->selfContainedPathField, draft.createSelfContainedMovie()},
+                          {mSheet->elementaryPathField, draft.createReferenceMovie()}});
 }
 
 void CSchedulingWindowController::showHint() {
     const auto problem = firstProblem();
     const QString hint = problem ? problem->text : warnings().join(u' ');
     const auto picture = problem ? QStyle::SP_MessageBoxInformation : QStyle::SP_MessageBoxWarning;
-    const int size = eventSheetWindow->style()->pixelMetric(QStyle::PM_SmallIconSize);
-    mSheet->hintIcon->setPixmap(eventSheetWindow->style()->standardIcon(picture).pixmap(size));
-    mSheet->hintIcon->setVisible(!hint.isEmpty());
-    mSheet->hintLabel->setText(hint);
+    takebox::showHint(*mSheet->hintIcon, *mSheet->hintLabel, picture, hint);
     mSheet->hintLabel->setFont(eventSheetWindow->font());
 }
 

@@ -1,10 +1,12 @@
 #include "recording/window/FireWireAccess.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
+#include <sys/stat.h>
 
 #include <QFile>
 #include <QTemporaryDir>
+
+#include "support/OrdinaryUser.h"
 
 namespace takebox {
 namespace {
@@ -27,10 +29,12 @@ TEST(FireWireAccess, findsNoAdapterWithoutDeviceFiles) {
 
 TEST(FireWireAccess, tellsWhetherTheUserMayUseOne) {
     const QTemporaryDir folder;
+    ASSERT_EQ(::chmod(qPrintable(folder.path()), 0755), 0);
     makeFile(folder.filePath(QStringLiteral("fw0")), false);
-    // The superuser may use everything.
-    EXPECT_EQ(fireWireAccess(folder.path()),
-              geteuid() == 0 ? FireWireAccess::kReady : FireWireAccess::kNoPermission);
+    {
+        const test::OrdinaryUser user;
+        EXPECT_EQ(fireWireAccess(folder.path()), FireWireAccess::kNoPermission);
+    }
     makeFile(folder.filePath(QStringLiteral("fw1")), true);
     EXPECT_EQ(fireWireAccess(folder.path()), FireWireAccess::kReady);
 }

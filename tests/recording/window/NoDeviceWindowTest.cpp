@@ -1,6 +1,7 @@
 #include "recording/window/NoDeviceWindow.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <QLabel>
 #include <QMenuBar>
@@ -11,6 +12,7 @@
 #include "display/widgets/Resources.h"
 #include "support/FakeDevice.h"
 #include "support/Files.h"
+#include "support/OrdinaryUser.h"
 
 namespace takebox {
 namespace {
@@ -29,6 +31,18 @@ TEST(NoDeviceWindow, saysWhatTheSocketIsLikeAndFollowsIt) {
     EXPECT_TRUE(test::waitUntil([&window] {
         return accessText(window) == QStringLiteral("The FireWire socket is ready.");
     }));
+}
+
+TEST(NoDeviceWindow, saysHowToBeAllowedToUseTheSocket) {
+    loadResources();
+    const QTemporaryDir devices;
+    test::writeFile(devices.filePath(QStringLiteral("fw0")), {});
+    ASSERT_EQ(::chmod(qPrintable(devices.path()), 0755), 0);
+    ASSERT_EQ(::chmod(qPrintable(devices.filePath(QStringLiteral("fw0"))), 0), 0);
+    test::CountingCommands commands;
+    const test::OrdinaryUser user;
+    const NoDeviceWindow window(commands, devices.path());
+    EXPECT_TRUE(accessText(window).contains(QStringLiteral("group “video”")));
 }
 
 TEST(NoDeviceWindow, namesADeviceWhoseSignalCannotBeRecorded) {

@@ -1,6 +1,7 @@
 // The sheet with a deck's settings, driven through its controls.
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -14,6 +15,7 @@
 #include <QTest>
 
 #include "WindowFixture.h"
+#include "support/OrdinaryUser.h"
 
 namespace takebox {
 namespace {
@@ -38,6 +40,9 @@ protected:
         } else {
             QTest::keyClicks(&edit, text);
         }
+    }
+    [[nodiscard]] std::string hint() {
+        return control<QLabel>("settingsHintLabel").text().toStdString();
     }
     [[nodiscard]] CDVDeviceSettings& settings() { return controller->settings(); }
 };
@@ -177,6 +182,38 @@ TEST_F(SettingsSheetTest, scrollsWhatTheScreenHasNoRoomForAndKeepsItsButtons) {
     QTest::keyClick(&last, Qt::Key_Backtab);
     QTest::keyClick(sheet().focusWidget(), Qt::Key_Tab);
     EXPECT_FALSE(last.visibleRegion().isEmpty()) << "the content follows the focus";
+}
+
+TEST_F(SettingsSheetTest, saysWhyNothingWouldBeRecorded) {
+    settings().setCreateReferenceMovie(true);
+    settings().setCreateSelfContainedMovie(false);
+    click("settingsButton");
+    EXPECT_EQ(hint(), "");
+    EXPECT_FALSE(control<QLabel>("settingsHintIcon").isVisible());
+    type("rawFolderPathField", folder.filePath(QStringLiteral("not there")));
+    EXPECT_EQ(hint(), "Folder of raw files does not exist now.");
+    EXPECT_TRUE(control<QLabel>("settingsHintIcon").isVisible());
+    type("selfContainedMovieFolderPathField", QString());
+    EXPECT_EQ(hint(), "Folder of raw files does not exist now.") << "that movie is not ticked";
+    click("referenceMovieCheckBox");
+    EXPECT_EQ(hint(), "No movie is ticked: nothing would be recorded.");
+    click("selfContainedMovieCheckBox");
+    EXPECT_EQ(hint(), "Folder of self-contained movies does not exist now.");
+    type("selfContainedMovieFolderPathField", folder.path());
+    EXPECT_EQ(hint(), "");
+}
+
+TEST_F(SettingsSheetTest, saysWhereTheUserMayNotWrite) {
+    const QString closed = folder.filePath(QStringLiteral("closed"));
+    ASSERT_EQ(::chmod(qPrintable(folder.path()), 0777), 0);
+    ASSERT_EQ(::mkdir(qPrintable(closed), 0500), 0);
+    ASSERT_EQ(::chmod(qPrintable(closed), 0555), 0);
+    settings().setRawRecordingFolderPath(closed);
+    const test::OrdinaryUser user;
+    click("settingsButton");
+    EXPECT_EQ(hint(), "Folder of raw files: you may not write there.");
+    type("rawFolderPathField", folder.path());
+    EXPECT_EQ(hint(), "");
 }
 
 TEST_F(SettingsSheetTest, leavesTheOtherControlsAlive) {
