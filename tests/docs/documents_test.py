@@ -72,6 +72,7 @@ class Commands(TakeboxTest):
         write_preferences(self.home, {deck_key(1): deck_settings(self.folder, Recording_Name="NAME",
                                                                  Reference_Movie_Duration=2.0)})
         program = self.start(deck("pal", 1, start="01:02:03:04"))
+        wait_until(lambda: program.ask("TIMECODE 1") >= "01:02:03:04", "a time code from the tape")
         self.assertEqual(program.ask("RECORD 1"), "OK")
         raw = os.path.join(self.folder, "NAME", "NAME.dv")
         wait_until(lambda: size_of(raw) >= 20 * PAL_FRAME, "twenty frames")
