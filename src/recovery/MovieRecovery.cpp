@@ -185,19 +185,9 @@ public:
     }
 
 private:
-    static int errorOf(Status status) {
-        switch (status) {
-            case kNoError:
-                return 0;
-            case kDiskFull:
-                return ENOSPC;
-            default:
-                return EIO;
-        }
-    }
     int statusOf(Status status) const {
         const int error = mHandler ? mHandler->errorNumber() : 0;
-        return status != kNoError && error != 0 ? error : errorOf(status);
+        return status != kNoError && error != 0 ? error : errnoOfStatus(status);
     }
     void note(Status status) { mError = mError != 0 ? mError : statusOf(status); }
 

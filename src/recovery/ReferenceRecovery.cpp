@@ -5,6 +5,7 @@
 #include "capture/DVFrameParser.h"
 #include "platform/movietoolbox/MovieFile.h"
 #include "platform/movietoolbox/SampleDescriptions.h"
+#include "platform/movietoolbox/Status.h"
 #include "recovery/RawFiles.h"
 #include "recovery/RecoverySteps.h"
 #include "recovery/Replacement.h"
@@ -86,7 +87,9 @@ int write(const OpenedMovie& movie, const RawLength& raw, const QString& path) {
                              AudioChannelLayout::kLabelMono);
     reference->setStartTimeCode(
         startTimeCodeOf(*movie.file, movie.contents).value_or(TimeCodeRecord{}));
-    static_cast<void>(reference->createMovie());
+    if (const Status status = reference->createMovie(); status != kNoError) {
+        return errnoOfStatus(status);
+    }
     // Picture and sound need not be of one length.
     reference->setDuration(static_cast<double>(raw.frames) / geometry.framesPerSecond);
     static_cast<void>(reference->addVideoSamples());
@@ -97,7 +100,7 @@ int write(const OpenedMovie& movie, const RawLength& raw, const QString& path) {
     reference->closeMovieFile();
     const QuickTimeMovie::Losses losses = reference->losses();
     if (losses.errorNumber != 0 || losses.status != 0) {
-        return losses.errorNumber != 0 ? losses.errorNumber : EIO;
+        return losses.errorNumber != 0 ? losses.errorNumber : errnoOfStatus(losses.status);
     }
     return synchronizeMovieFile(pathOnDisk(path));
 }

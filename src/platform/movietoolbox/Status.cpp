@@ -12,6 +12,7 @@ struct Translation {
     Status status;
 };
 
+// Of several errors with one status the first is what the status is told as.
 constexpr std::array kTranslations{
     Translation{0, kNoError},
     Translation{ENOSPC, kDiskFull},
@@ -22,8 +23,8 @@ constexpr std::array kTranslations{
     Translation{ENFILE, kTooManyFilesOpen},
     Translation{ENOENT, kFileNotFound},
     Translation{ENOTDIR, kFileNotFound},
-    Translation{EISDIR, kDuplicateName},
     Translation{EEXIST, kDuplicateName},
+    Translation{EISDIR, kDuplicateName},
     Translation{EROFS, kWriteProtected},
     Translation{EACCES, kNoPermission},
     Translation{EPERM, kNoPermission},
@@ -38,6 +39,13 @@ Status statusOfErrno(int error) {
         std::find_if(kTranslations.begin(), kTranslations.end(),
                      [error](const Translation& entry) { return entry.error == error; });
     return found == kTranslations.end() ? kInputOutputError : found->status;
+}
+
+int errnoOfStatus(Status status) {
+    const auto* const found =
+        std::find_if(kTranslations.begin(), kTranslations.end(),
+                     [status](const Translation& entry) { return entry.status == status; });
+    return found == kTranslations.end() ? EIO : found->error;
 }
 
 }  // namespace takebox::movietoolbox

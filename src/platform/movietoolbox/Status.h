@@ -29,5 +29,7 @@ constexpr Status kFormatLimit = -2047;
 
 /// The status that stands for an errno value; 0 for 0.
 [[nodiscard]] Status statusOfErrno(int error);
+/// The errno value that says most nearly what a status does; EIO for those of our own, 0 for 0.
+[[nodiscard]] int errnoOfStatus(Status status);
 
 }  // namespace takebox::movietoolbox

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cerrno>
 #include <cstring>
+#include <fstream>
 #include <functional>
 #include <memory>
 #include <span>
@@ -18,7 +19,9 @@ struct MemoryDisk {
     std::vector<std::byte> bytes;         ///< of the file
     std::uint64_t capacity = UINT64_MAX;  ///< of the disk: beyond it there is an error
     int error = ENOSPC;
+    int createError = 0;     ///< not 0: no file can be made
     bool canReserve = true;  ///< false: as a file system that cannot
+    std::string onRealDisk;  ///< what other programs find under the movie's name; empty: nothing
     std::vector<std::string> operations;
     std::atomic<std::uint64_t> written{0};  ///< bytes of all writes; any thread
     std::function<void()> beforeWrite;      ///< e.g. to make the disk slow
@@ -83,9 +86,12 @@ class MemoryDiskForMovies {
 public:
     explicit MemoryDiskForMovies(MemoryDisk& disk) {
         movietoolbox::setMovieFileMaker(
-            [&disk](const std::string&, movietoolbox::StorageMode, int& error) {
-                error = 0;
-                return std::make_unique<MemoryMovieFile>(disk);
+            [&disk](const std::string& path, movietoolbox::StorageMode, int& error) {
+                if (!disk.onRealDisk.empty()) {
+                    std::ofstream(path) << disk.onRealDisk;
+                }
+                error = disk.createError;
+                return error != 0 ? nullptr : std::make_unique<MemoryMovieFile>(disk);
             });
     }
     ~MemoryDiskForMovies() { movietoolbox::setMovieFileMaker(nullptr); }
