@@ -4,6 +4,8 @@
 #include <QFile>
 #include <QStringList>
 #include <QTemporaryDir>
+#include <QtEndian>
+#include <algorithm>
 
 namespace takebox::test {
 namespace {
@@ -28,6 +30,12 @@ bool runFfmpeg(const QStringList& arguments) {
                                  QStringList{u"-v"_s, u"quiet"_s, u"-y"_s} + arguments) == 0;
 }
 
+QByteArray word(qint64 value) {
+    QByteArray bytes(4, 0);
+    qToBigEndian(static_cast<std::uint32_t>(value), bytes.data());
+    return bytes;
+}
+
 }  // namespace
 
 std::vector<QByteArray> readDVFrames(const QString& path, int frameSize) {
@@ -44,6 +52,22 @@ std::vector<QByteArray> makeDVFrames(bool isPAL, bool is16By9, int count, const 
                isPAL ? u"yuv420p"_s : u"yuv411p"_s, u"-aspect"_s, is16By9 ? u"16:9"_s : u"4:3"_s,
                u"-f"_s, u"dv"_s, path});
     return readDVFrames(path, isPAL ? 144000 : 120000);
+}
+
+QByteArray cutOffMovie(int frames) {
+    constexpr int kFramesOfPiece = 3;
+    QByteArray content = QByteArray::fromHex("0000000877696465000000006d646174");  // wide, mdat
+    const std::vector<QByteArray> made = makeDVFrames(true, false, frames);
+    for (std::size_t begin = 0; begin < made.size(); begin += kFramesOfPiece) {
+        const std::size_t end = std::min(made.size(), begin + kFramesOfPiece);
+        QByteArray data;
+        for (std::size_t i = begin; i < end; ++i) {
+            data += made[i];
+        }
+        content += "vide" + word(data.size()) + word(static_cast<qint64>(end - begin)) +
+                   word(made[begin].size()) + data;
+    }
+    return content;
 }
 
 std::vector<QByteArray> picturesByFfmpeg(const std::vector<QByteArray>& frames, QSize size) {

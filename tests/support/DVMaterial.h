@@ -16,6 +16,9 @@ std::vector<QByteArray> readDVFrames(const QString& path, int frameSize);
 std::vector<QByteArray> makeDVFrames(bool isPAL, bool is16By9, int count,
                                      const QString& filter = QStringLiteral("null"));
 
+/// A movie whose end was never written: media data of PAL frames with its records (docs/files.md).
+QByteArray cutOffMovie(int frames);
+
 /// The pictures of the frames as ffmpeg decodes them whole and scales them, three bytes (red,
 /// green, blue) a pixel, one array a frame.
 std::vector<QByteArray> picturesByFfmpeg(const std::vector<QByteArray>& frames, QSize size);
