@@ -6,21 +6,10 @@ import signal
 import subprocess
 import unittest
 
-from takebox import PAL_FRAME, PROGRAM, RecordingTest, deck, size_of, wait_until
+from takebox import PAL_FRAME, PROGRAM, RecordingTest, deck, read_terminal, size_of, wait_until
 
 PAL_DECK = 0x11
 NTSC_DECK = 0x22
-
-
-def read_terminal(descriptor):
-    """What a program writes to the other end of it, until it closes it."""
-    shown = b""
-    with open(descriptor, "rb", buffering=0) as terminal:
-        while True:
-            try:
-                shown += terminal.read(4096) or b""
-            except OSError:  # the other end is closed
-                return shown.decode()
 
 
 class RecordRun(RecordingTest):

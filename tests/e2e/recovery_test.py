@@ -1,15 +1,19 @@
 """Recordings that were cut off become whole movies, and nothing else is touched."""
 
 import os
+import pty
 import random
+import re
 import shutil
+import signal
 import subprocess
+import termios
 import time
 import unittest
 
 from cut_off import decode_errors, difference, media_data, on_disk, raw_files, recover
 from takebox import (NTSC_FRAME, PAL_FRAME, PROGRAM, TakeboxTest, deck, deck_key, deck_settings, ffprobe,
-                     read_file, size_of, small_disk, video_packets, wait_until, write_preferences)
+                     read_file, read_terminal, size_of, small_disk, video_packets, wait_until, write_preferences)
 
 GUID = 0x5151
 KILLS = 6
@@ -65,6 +69,49 @@ class Recovery(TakeboxTest):
             self.assertEqual(read_file(os.path.join(self.takes, name + " (original).mov")),
                              original)
         self.assertGreater(recovered, KILLS // 2)
+
+    def recover_on_terminal(self, terminal, *paths):
+        return subprocess.Popen([PROGRAM, "--recover", *paths], stdin=subprocess.DEVNULL,
+                                stdout=terminal, stderr=subprocess.PIPE,
+                                env=dict(os.environ, HOME=self.home))
+
+    def test_a_terminal_shows_how_far_it_is(self):
+        self.cut_off()
+        ours, theirs = pty.openpty()
+        with self.recover_on_terminal(theirs, self.movie) as program:
+            os.close(theirs)
+            shown = read_terminal(ours)
+            self.assertEqual(program.wait(), 0, shown)
+        *bars, message = shown.split("\r\x1b[K")[1:]
+        self.assertIn("Take.mov recovered: ", message)
+        self.assertEqual(bars[-1], f"Take.mov [{'#' * 40}] 100 %")
+        for bar in bars:
+            filled, left, percent = re.fullmatch(r"Take\.mov \[(#*)( *)\] +(\d+) %", bar).groups()
+            self.assertEqual(len(filled + left), 40)
+            self.assertAlmostEqual(len(filled), int(percent) * 40 / 100, delta=1)
+
+    def test_an_interrupt_stops_it_and_leaves_everything_as_it_was(self):
+        self.cut_off()
+        before = {path: read_file(path) for path in (self.movie, self.reference)}
+        ours, theirs = pty.openpty()
+        termios.tcflow(theirs, termios.TCOOFF)  # the program cannot go on from its first bar
+        with self.recover_on_terminal(theirs, self.movie, self.reference) as program:
+            def catches_interrupts():
+                with open(f"/proc/{program.pid}/status", encoding="ascii") as status:
+                    caught = int(re.search(r"SigCgt:\s*(\w+)", status.read())[1], 16)
+                return caught >> (signal.SIGINT - 1) & 1
+
+            wait_until(catches_interrupts, "the program to catch interrupts")
+            program.send_signal(signal.SIGINT)
+            termios.tcflow(theirs, termios.TCOON)
+            os.close(theirs)
+            read_terminal(ours)
+            self.assertEqual(program.stderr.read(),
+                             b"takebox: cancelled; the original is as it was\n")
+            self.assertEqual(program.wait(), 130)
+        self.assertEqual(sorted(os.listdir(self.takes)), ["Take", "Take.mov", "Take.ref"])
+        self.assertEqual({path: read_file(path) for path in before}, before)
+        self.assertEqual(len(self.notes()), 1)
 
     def test_the_media_data_alone_is_enough(self):
         self.cut_off("ntsc", **{"Create_Reference_Movie": False})

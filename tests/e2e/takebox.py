@@ -49,6 +49,17 @@ def read_file(path):
         return file.read()
 
 
+def read_terminal(descriptor):
+    """What a program writes to the other end of it, until it closes it."""
+    shown = b""
+    with open(descriptor, "rb", buffering=0) as terminal:
+        while True:
+            try:
+                shown += terminal.read(4096) or b""
+            except OSError:  # the other end is closed
+                return shown.decode()
+
+
 # Preferences
 
 
