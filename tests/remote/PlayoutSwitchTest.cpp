@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
 #include <pthread.h>
 #include <sys/time.h>
 
@@ -17,10 +16,12 @@
 #include <thread>
 #include <vector>
 
+#include "ListeningSocket.h"
 #include "TestRecorder.h"
 #include "capture/PreferenceKeys.h"
 #include "platform/defaults/Defaults.h"
 #include "remote/SocketHandle.h"
+#include "support/DescriptorLimit.h"
 #include "support/LogCapture.h"
 
 namespace takebox::test {
@@ -31,30 +32,6 @@ using std::chrono::milliseconds;
 using SteadyClock = std::chrono::steady_clock;
 
 constexpr char kHost[] = "127.0.0.1";
-
-/// A socket that listens on a free port of 127.0.0.1.
-class ListeningSocket {
-public:
-    explicit ListeningSocket(int backlog) : mSocket(socket(AF_INET, SOCK_STREAM, 0)) {
-        mAddress.sin_family = AF_INET;
-        mAddress.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        EXPECT_EQ(bind(mSocket.get(), address(), sizeof mAddress), 0);
-        EXPECT_EQ(listen(mSocket.get(), backlog), 0);
-        socklen_t length = sizeof mAddress;
-        getsockname(mSocket.get(), reinterpret_cast<sockaddr*>(&mAddress), &length);
-    }
-
-    [[nodiscard]] int get() const { return mSocket.get(); }
-    [[nodiscard]] std::uint16_t port() const { return ntohs(mAddress.sin_port); }
-    [[nodiscard]] const sockaddr* address() const {
-        return reinterpret_cast<const sockaddr*>(&mAddress);
-    }
-    [[nodiscard]] static socklen_t length() { return sizeof(sockaddr_in); }
-
-private:
-    sockaddr_in mAddress{};
-    SocketHandle mSocket;
-};
 
 /// A playout system that serves one connection after the other until all expected ones have come.
 class PlayoutSystem {
@@ -168,6 +145,14 @@ TEST(TCPSwitch, failsWhenTheAddressCannotBeResolved) {
               "error resolving server address\n");
 }
 
+TEST(TCPSwitch, failsWithoutASocket) {
+    EXPECT_EQ(printed([] {
+                  const DescriptorLimit none(nextDescriptor());
+                  EXPECT_EQ(TCPSwitch(kHost, true, 1), -1);
+              }),
+              "socket error");
+}
+
 TEST(TCPSwitch, waitsForASilentSystemUntilItClosesTheConnection) {
     std::promise<void> commandCame;
     std::promise<void> mayClose;
@@ -218,19 +203,6 @@ TEST(TCPCheckIfPresent, findsNothingWhenTheReplyCannotBeRead) {
 TEST(TCPCheckIfPresent, findsNothingWhenTheConnectionIsRefused) {
     EXPECT_EQ(TCPCheckIfPresent(kHost, refusingPort()), 0);
 }
-
-/// A listening socket that answers no further connection attempt: its queue is full.
-class SilentAddress {
-public:
-    SilentAddress() : mSocket(0), mFilling(socket(AF_INET, SOCK_STREAM, 0)) {
-        EXPECT_EQ(connect(mFilling.get(), mSocket.address(), ListeningSocket::length()), 0);
-    }
-    [[nodiscard]] const ListeningSocket& socketThere() const { return mSocket; }
-
-private:
-    ListeningSocket mSocket;
-    SocketHandle mFilling;
-};
 
 /// Threads that wait in system calls, as the recorder's do, and count what interrupts them.
 class WaitingThreads {

@@ -8,6 +8,7 @@
 #include <functional>
 #include <future>
 
+#include "ListeningSocket.h"
 #include "TestRecorder.h"
 #include "remote/Command.h"
 #include "remote/RemoteTools.h"
@@ -133,6 +134,23 @@ TEST(RemoteClient, noticesThatTheServerHangsUp) {
     }
 }
 
+TEST(RemoteClient, asksNothingMoreOfAServerThatHasHungUp) {
+    FixedServer server("");
+    server.hangsUp = true;
+    const auto errors = beside([&] {
+        RemoteClient client(kShort);
+        EXPECT_TRUE(client.connect(server.address()));
+        QStringList texts;
+        for (int i = 0; i < 3; ++i) {  // the last time the system refuses to send
+            EXPECT_FALSE(client.ask("status"));
+            texts.append(client.errorText());
+        }
+        return texts;
+    });
+    EXPECT_EQ(errors.count(u"the recorder closed the connection"_s), 3);
+    EXPECT_EQ(server.received.size(), 1);
+}
+
 TEST(RemoteClient, takesAPictureUpToItsEndMarker) {
     const FixedServer server("\xFF\xD8 data \n\r more \xFF\xD9");
     EXPECT_EQ(askServer(server, "frame 1").first, "\xFF\xD8 data \n\r more \xFF\xD9");
@@ -172,6 +190,31 @@ TEST(RemoteClient, saysWhyItCannotConnect) {
                   u"Connection refused"_s));
 }
 
+TEST(RemoteClient, saysThatItsRecorderIsNotKnown) {
+    RemoteClient client;
+    // No name has an empty part, so nobody is asked for it.
+    EXPECT_FALSE(client.connect({u"recorder..invalid"_s, 1026}));
+    EXPECT_TRUE(client.errorText().startsWith(u"recorder..invalid is not known: "_s))
+        << client.errorText().toStdString();
+}
+
+TEST(RemoteClient, saysThatNoNetworkLeadsToItsRecorder) {
+    RemoteClient client;
+    EXPECT_FALSE(client.connect({u"255.255.255.255"_s, 1026}));  // no connection leads to everybody
+    EXPECT_EQ(
+        client.errorText(),
+        u"255.255.255.255 does not accept a connection on port 1026: Network is unreachable"_s);
+}
+
+TEST(RemoteClient, givesUpOnAnAddressThatDoesNotAnswer) {
+    const SilentAddress silent;
+    RemoteClient client({milliseconds(50), milliseconds(50), milliseconds(50)});
+    EXPECT_FALSE(client.connect({u"127.0.0.1"_s, silent.socketThere().port()}));
+    EXPECT_EQ(client.errorText(),
+              u"127.0.0.1 does not accept a connection on port %1: Connection timed out"_s.arg(
+                  silent.socketThere().port()));
+}
+
 /// The tools against a whole recorder.
 class RemoteTool : public ::testing::TestWithParam<QString> {
 protected:
@@ -209,12 +252,52 @@ TEST_P(RemoteTool, writesThePictureToAFile) {
     EXPECT_EQ(QImage(path).height(), 135);
 }
 
+TEST_P(RemoteTool, writesThePictureToTheStandardOutput) {
+    ASSERT_TRUE(
+        waitUntil([&] { return !mRecorder.controller(0).device()->JPEGPreviewData().isEmpty(); }));
+    const auto [status, output] = run({u"frame"_s, u"1"_s, u"-"_s});
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(QImage::fromData(QByteArray::fromStdString(output), "JPG").height(), 135);
+    EXPECT_TRUE(output.ends_with("\xFF\xD9")) << "nothing but the picture";
+}
+
+TEST_P(RemoteTool, saysThatThePictureCannotBeWritten) {
+    ASSERT_TRUE(
+        waitUntil([&] { return !mRecorder.controller(0).device()->JPEGPreviewData().isEmpty(); }));
+    const QString path = mRecorder.folder() + u"/none/still.jpg"_s;
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(run({u"frame"_s, u"1"_s, path}), Result(2, ""));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "takebox: could not write " + path.toStdString() + ": No such file or directory.\n");
+}
+
 TEST_P(RemoteTool, failsWhenItCannotAsk) {
     testing::internal::CaptureStderr();
     EXPECT_EQ(runRemoteCommand({u"127.0.0.1"_s}), 2);
     EXPECT_EQ(runRemoteCommand({u"127.0.0.1:x"_s, u"status"_s}), 2);
     EXPECT_EQ(runRemoteCommand({u""_s, u"status"_s}), 2);
     EXPECT_NE(testing::internal::GetCapturedStderr(), "");
+}
+
+/// Runs `--remote HOST status`: its exit status and what it says on the standard error.
+std::pair<int, std::string> askForStatus(const QString& host) {
+    testing::internal::CaptureStderr();
+    const auto [status, output] = runTool([&] { return runRemoteCommand({host, u"status"_s}); });
+    EXPECT_EQ(output, "");
+    return {status, testing::internal::GetCapturedStderr()};
+}
+
+TEST(RemoteToolWithoutARecorder, saysThatItIsNotKnown) {
+    const auto [status, error] = askForStatus(u"recorder..invalid"_s);
+    EXPECT_EQ(status, 2);
+    EXPECT_TRUE(error.starts_with("takebox: recorder..invalid is not known: ")) << error;
+}
+
+TEST(RemoteToolWithoutARecorder, saysThatItHasHungUp) {
+    FixedServer server("");
+    server.hangsUp = true;
+    EXPECT_EQ(askForStatus(u"127.0.0.1:%1"_s.arg(server.address().port)),
+              Result(2, "takebox: the recorder closed the connection.\n"));
 }
 
 }  // namespace

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 #include <netinet/in.h>
-#include <sys/resource.h>
 #include <sys/socket.h>
 
 #include <QDir>
@@ -11,7 +10,9 @@
 #include "LoopbackClient.h"
 #include "remote/Command.h"
 #include "remote/TCPConnection.h"
+#include "remote/TCPListener.h"
 #include "remote/TCPServerDelegate.h"
+#include "support/DescriptorLimit.h"
 #include "support/LogCapture.h"
 #include "support/WaitUntil.h"
 
@@ -80,28 +81,6 @@ private:
 
     SocketHandle mSocket;
 };
-
-/// Limits the descriptors of the process for its lifetime.
-class DescriptorLimit {
-public:
-    explicit DescriptorLimit(rlim_t limit) {
-        getrlimit(RLIMIT_NOFILE, &mBefore);
-        const rlimit lower{limit, mBefore.rlim_max};
-        EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &lower), 0);
-    }
-    ~DescriptorLimit() { setrlimit(RLIMIT_NOFILE, &mBefore); }
-    DescriptorLimit(const DescriptorLimit&) = delete;
-    DescriptorLimit& operator=(const DescriptorLimit&) = delete;
-
-private:
-    rlimit mBefore{};
-};
-
-/// The number that the next descriptor would get.
-rlim_t nextDescriptor() {
-    const SocketHandle probe(dup(0));
-    return static_cast<rlim_t>(probe.get());
-}
 
 qsizetype openDescriptors() {
     return QDir(QStringLiteral("/proc/self/fd"))
@@ -268,6 +247,19 @@ TEST_P(TCPServerOver, dropsAClientThatNeverReads) {
     EXPECT_EQ(other.ask("version"), "VERSION");
 }
 
+TEST_P(TCPServerOver, closesAConnectionOnlyOnce) {
+    LoopbackClient client(GetParam(), world.server.port());
+    ASSERT_TRUE(world.waitForConnections(1));
+    int closed = 0;
+    const auto connection = world.server.tcpConnections()[0];
+    connection->setClosedHandler([&closed] { ++closed; });
+    connection->shutdownStreams();
+    connection->shutdownStreams();
+    EXPECT_EQ(closed, 1);
+    EXPECT_EQ(world.log.count("Connection closed."), 1);
+    EXPECT_TRUE(client.isClosedByServer());
+}
+
 TEST_P(TCPServerOver, mayLoseAClientWhileItsCommandIsAnswered) {
     world.answerer.answer = [&](Command& command) {
         world.server.tcpConnections()[0]->shutdownStreams();
@@ -300,6 +292,18 @@ TEST_P(TCPServerOver, letsClientsWaitWhileDescriptorsAreShort) {
     }
     EXPECT_EQ(second.ask("version"), "VERSION");
     EXPECT_EQ(world.log.count("Cannot accept a client now: Too many open files"), 1);
+}
+
+TEST(TCPListener, knowsThePortThatTheSystemChose) {
+    for (const int family : {AF_INET, AF_INET6}) {
+        QByteArray address;
+        TCPListener listener(
+            family, [&address](const QByteArray& from, const SocketHandle&) { address = from; });
+        ASSERT_TRUE(listener.bind(0));
+        listener.startAccepting();
+        const LoopbackClient client(family, listener.port());
+        EXPECT_TRUE(waitUntil([&address] { return !address.isEmpty(); }));
+    }
 }
 
 TEST(TCPServer, storesThePortThatTheSystemChose) {
