@@ -69,8 +69,9 @@ QString takePicturePath(QStringList& words) {
 /// The lines below a recorder's name: a deck each, or why there are none.
 QStringList deckLines(const FoundService& service) {
     RemoteClient client(kDiscoverLimits);
-    QStringList hosts = service.addresses;
-    hosts.append(service.host);
+    // Not every machine can look up the name of a host in the local network.
+    const QStringList hosts =
+        service.addresses.isEmpty() ? QStringList(service.host) : service.addresses;
     bool connected = false;
     for (const QString& host : hosts) {
         connected = connected || client.connect({host, service.port});

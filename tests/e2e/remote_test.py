@@ -382,6 +382,25 @@ class Playout(RemoteTest):
                 self.assertEqual(probe.wait(LONGEST_WAIT), -signal.SIGINT)
 
 
+class FakeRecorder(threading.Thread):
+    """A recorder that answers one client with these lines, one for each command, and hangs up."""
+
+    def __init__(self, *answers):
+        super().__init__(daemon=True)
+        self.answers = answers
+        self.listening = socket.create_server(("127.0.0.1", 0))
+        self.port = self.listening.getsockname()[1]
+        self.start()
+
+    def run(self):
+        connection, _ = self.listening.accept()
+        with connection:
+            for answer in self.answers:
+                connection.recv(100)
+                connection.sendall(answer.encode() + ControlClient.END)
+        self.listening.close()
+
+
 class Announcement(RemoteTest):
     def setUp(self):
         super().setUp()
@@ -427,6 +446,28 @@ class Announcement(RemoteTest):
         self.assertEqual(status, 0)
         listed = "".join(f"  {number}  IDLE  Deck {number}\n" for number in range(1, 9))
         self.assertIn(f"(takebox-test.local:{program.port})\n{listed}  and 2 more\n", output)
+
+    def test_discovery_lists_what_recorders_that_do_not_answer_have_said(self):
+        with socket.create_server(("127.0.0.1", 0)) as silent, socket.socket() as deaf:
+            deaf.bind(("127.0.0.1", 0))
+            recorders = {"A deaf": deaf.getsockname()[1], "B silent": silent.getsockname()[1],
+                         "C gone": FakeRecorder("2", "Studio A", "REC", "Studio B").port}
+            for name, port in recorders.items():
+                self.world.announce(name, port)
+            status, output, _ = run_tool("--discover", environment=self.world.environment())
+        self.assertEqual(status, 0)
+        reasons = {"A deaf": f"  ADDRESS does not accept a connection on port "
+                             f"{recorders['A deaf']}: Connection refused\n",
+                   "B silent": "  the recorder did not answer in time\n",
+                   "C gone": "  1  REC   Studio A\n  the recorder closed the connection\n"}
+        # Whether the last address that was tried is IPv4 or IPv6 depends on the machine.
+        output = re.sub(r"  (127\.0\.0\.1|::1) does", "  ADDRESS does", output)
+        self.assertEqual(output, "".join(f"{name} (takebox-test.local:{port})\n{reasons[name]}"
+                                         for name, port in recorders.items()))
+
+    def test_discovery_says_that_nobody_is_there(self):
+        self.assertEqual(run_tool("--discover", environment=self.world.environment()),
+                         (1, "No recorders found.\n", ""))
 
     def test_a_recorder_without_a_daemon_serves_all_the_same(self):
         self.world.stop()

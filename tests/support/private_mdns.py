@@ -68,11 +68,13 @@ class PrivateMdns:
         self.address = f"unix:path={self.folder}/bus"
         self.bus = None
         self.daemon = None
+        self.announcers = []
 
     @staticmethod
     def missing():
         """What this machine lacks for it, as a text; empty when all is there."""
-        programs = ["dbus-daemon", "avahi-daemon", "avahi-browse", "unshare"]
+        programs = ["dbus-daemon", "avahi-daemon", "avahi-browse", "avahi-publish",
+                    "unshare"]
         absent = [name for name in programs if shutil.which(name, path=PATH) is None]
         if absent:
             return ", ".join(absent)
@@ -121,7 +123,15 @@ class PrivateMdns:
         return [line.split(";") for line in result.stdout.decode().splitlines()
                 if line.startswith("=")]
 
+    def announce(self, name, port):
+        """Announces a recorder of this name as long as this world exists, who ever is there."""
+        self.announcers.append(self._run(["avahi-publish", "--service", name, "_takebox._tcp",
+                                          str(port)], f"announcer-{port}.log"))
+        self._wait(lambda: b"Established" in self._read(f"announcer-{port}.log"), name)
+
     def close(self):
+        for announcer in self.announcers:
+            self._end(announcer)
         self._end(self.daemon)
         self._end(self.bus)
         shutil.rmtree(self.folder, ignore_errors=True)
