@@ -426,6 +426,18 @@ class Announcement(RemoteTest):
         self.end_well(program)
         wait_until(lambda: not self.world.browse(), "the announcement to go")
 
+    def test_has_the_name_of_the_host_without_its_domain(self):
+        renamed = os.path.join(self.folder, "renamed-host")
+        pathlib.Path(renamed).write_text(
+            "#!/bin/sh\nexec unshare --uts sh -c 'hostname studio.local && exec \"$@\"' sh "
+            f"'{PROGRAM}' \"$@\"\n", encoding="utf-8")
+        os.chmod(renamed, 0o755)
+        if subprocess.run(["unshare", "--uts", "true"], capture_output=True, check=False).returncode:
+            self.skipTest("no host can be renamed here")
+        self.start_here(program=renamed)
+        found = wait_until(self.world.browse, "the announcement")
+        self.assertEqual({line[3] for line in found}, {"studio"})
+
     def test_discovery_lists_recorders_with_their_decks(self):
         program = self.start_here(*DECKS)
         without_decks = self.start_here(home=self.make_folder("other"))
