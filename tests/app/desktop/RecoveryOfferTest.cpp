@@ -12,9 +12,13 @@
 #include <QScrollBar>
 #include <QTemporaryDir>
 #include <algorithm>
+#include <future>
+#include <memory>
 
+#include "../../platform/movietoolbox/MemoryMovieFile.h"
 #include "app/desktop/DesktopInterface.h"
 #include "storage/WriterThreads.h"
+#include "support/DVMaterial.h"
 #include "support/Files.h"
 #include "support/LogCapture.h"
 #include "support/WaitUntil.h"
@@ -45,12 +49,12 @@ struct RecoveryOfferTest : ::testing::Test {
         }
         return made;
     }
-    static void recover(RecoveryOffer& offer) {
+    static void recover(RecoveryOffer& offer,
+                        const QString& result = QStringLiteral("cannot be read")) {
         offer.setAttribute(Qt::WA_DeleteOnClose, false);
         offer.show();
         offer.findChild<QPushButton*>(QStringLiteral("recoverButton"))->click();
-        EXPECT_TRUE(test::waitUntil(
-            [&] { return textOf(offer).contains(QStringLiteral("cannot be read")); }));
+        EXPECT_TRUE(test::waitUntil([&] { return textOf(offer).contains(result); }));
         QCoreApplication::processEvents();
     }
     static QString textOf(const QDialog& dialog) { return dialog.findChild<QLabel*>()->text(); }
@@ -75,6 +79,40 @@ TEST_F(RecoveryOfferTest, recoversInTheBackgroundAndTellsWhatBecameOfIt) {
     recover(offer);  // there is no such movie
     EXPECT_TRUE(QFile::exists(recording.notePath)) << "it is offered again";
     EXPECT_TRUE(log.containsText("Take.mov cannot be read"));
+}
+
+TEST_F(RecoveryOfferTest, offersNoMoreWhatHasBeenRecovered) {
+    test::writeFile(recording.note.moviePath, test::cutOffMovie(3));
+    test::LogCapture log;
+    RecoveryOffer offer({recording});
+    recover(offer, QStringLiteral("recovered: 3 frames"));
+    EXPECT_FALSE(QFile::exists(recording.notePath));
+    EXPECT_TRUE(QFile::exists(folder.filePath(QStringLiteral("Take (original).mov"))));
+}
+
+TEST_F(RecoveryOfferTest, leavesEverythingAsItWasWhenItIsClosedMeanwhile) {
+    const QByteArray content = test::cutOffMovie(3);
+    test::writeFile(recording.note.moviePath, content);
+    AbandonedRecording next = recording;
+    next.note.moviePath = folder.filePath(QStringLiteral("Next.mov"));
+    // The new movie cannot be begun before the window has gone.
+    std::promise<void> hasGone;
+    test::MemoryDisk disk;
+    disk.beforeWrite = [gone = hasGone.get_future().share()] { gone.wait(); };
+    const test::MemoryDiskForMovies guard(disk);
+    test::LogCapture log;
+    const QPointer<RecoveryOffer> offer =  // destroys itself
+        std::make_unique<RecoveryOffer>(std::vector{recording, next}).release();
+    offer->show();
+    offer->findChild<QPushButton*>(QStringLiteral("recoverButton"))->click();
+    offer->close();
+    EXPECT_TRUE(test::waitUntil([&offer] { return offer.isNull(); }));
+    hasGone.set_value();
+    WriterThreads::waitUntilFinished();
+    EXPECT_TRUE(log.containsText("Recovery: cancelled; the original is as it was"));
+    EXPECT_FALSE(log.containsText("Next.mov")) << "nothing more is begun";
+    EXPECT_TRUE(QFile::exists(recording.notePath)) << "it is offered again";
+    EXPECT_EQ(test::contentsOf(recording.note.moviePath), content);
 }
 
 TEST_F(RecoveryOfferTest, showsTheWholeResult) {
