@@ -111,6 +111,18 @@ TEST(SingleInstance, secondStartSaysWhetherItsWishIsFulfilled) {
             {{u"--headless"_s}, 1, "Ignored, because the program runs already: --headless"}});
 }
 
+TEST(SingleInstance, secondStartGivesUpOnAFirstThatHangs) {
+    Program first;
+    ASSERT_TRUE(first.says("Starting server on port"));
+    first.process().signal(SIGSTOP);
+    Program second;
+    EXPECT_TRUE(second.says("The program runs already but does not answer: "));
+    ASSERT_TRUE(second.ends());
+    EXPECT_EQ(second.process().exitCode(), 1);
+    first.process().signal(SIGCONT);
+    EXPECT_FALSE(second.output().contains("Starting server"));
+}
+
 TEST(SingleInstance, ofManyAtOnceExactlyOneGoesOn) {
     std::vector<std::unique_ptr<Program>> programs;
     for (int i = 0; i < 5; ++i) {

@@ -139,16 +139,18 @@ bool ChildProcess::waitForFinished(int milliseconds) {
     return true;
 }
 
-void ChildProcess::terminate() const {
+void ChildProcess::signal(int number) const {
     if (mPid > 0) {
-        ::kill(mPid, SIGTERM);
+        ::kill(mPid, number);
     }
 }
 
+void ChildProcess::terminate() const {
+    signal(SIGTERM);
+}
+
 void ChildProcess::kill() const {
-    if (mPid > 0) {
-        ::kill(mPid, SIGKILL);
-    }
+    signal(SIGKILL);
 }
 
 QByteArray ChildProcess::readAllStandardOutput() {

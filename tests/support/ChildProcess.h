@@ -40,6 +40,7 @@ public:
     bool waitForFinished(int milliseconds = 30000);
     /// Its exit code; 128 and the number of the signal that ended it.
     [[nodiscard]] int exitCode() const { return mExitCode; }
+    void signal(int number) const;  ///< Sends it.
     void terminate() const;
     void kill() const;
 
