@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""A service discovery world of its own: a private system bus and an Avahi daemon on loopback.
+"""A service discovery world of its own: a private system bus and an Avahi daemon on a loopback
+network that nobody else hears. Its clients speak to it through the bus alone.
 
 Nothing of the machine's own bus, daemon or network is touched. Needs dbus-daemon, avahi-daemon and
 unshare; works for root and, where the kernel lets users make name spaces, for everybody.
@@ -48,9 +49,14 @@ publish-hinfo=no
 publish-workstation=no
 """
 
+# A new network is down.
+LOOPBACK_UP = ("import fcntl, socket, struct; SIOCSIFFLAGS = 0x8914; IFF_UP = 1; "
+               "fcntl.ioctl(socket.socket(), SIOCSIFFLAGS, struct.pack('16sh22x', b'lo', IFF_UP))")
+
 # The daemon insists on one fixed run directory that belongs to the user "avahi", so it gets a /run
 # and a list of users of its own.
 AVAHI_START = """
+{python} -c "{loopback_up}" &&
 mount -t tmpfs tmpfs /run &&
 mount --bind {folder}/passwd /etc/passwd &&
 mount --bind {folder}/group /etc/group &&
@@ -84,8 +90,8 @@ class PrivateMdns:
     @staticmethod
     def _unshare():
         if os.getuid() == 0:
-            return ["unshare", "--mount"]
-        return ["unshare", "--user", "--map-current-user", "--keep-caps", "--mount"]
+            return ["unshare", "--mount", "--net"]
+        return ["unshare", "--user", "--map-current-user", "--keep-caps", "--mount", "--net"]
 
     def environment(self):
         return {**os.environ, "PATH": PATH, "DBUS_SYSTEM_BUS_ADDRESS": self.address}
@@ -102,7 +108,8 @@ class PrivateMdns:
 
     def start(self):
         self.daemon = self._run([*self._unshare(), "sh", "-c",
-                                 AVAHI_START.format(folder=self.folder)], "avahi.log")
+                                 AVAHI_START.format(folder=self.folder, python=sys.executable,
+                                                    loopback_up=LOOPBACK_UP)], "avahi.log")
         self._wait(lambda: b"Server startup complete" in self._read("avahi.log"), "the daemon")
 
     def stop(self):
