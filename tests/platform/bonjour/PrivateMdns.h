@@ -7,7 +7,7 @@
 
 namespace takebox::test {
 
-/// A system bus and a service daemon of the test's own, bound to the loopback interface; see
+/// A system bus and a service daemon of the test's own, on a loopback network of its own; see
 /// tests/support/private_mdns.py.
 class PrivateMdns {
 public:

@@ -3,6 +3,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <QDir>
+#include <future>
+#include <optional>
+
 #include "PrivateMdns.h"
 #include "platform/bonjour/NetService.h"
 #include "support/LogCapture.h"
@@ -35,6 +39,34 @@ TEST(ServiceBrowser, findsEachServiceOnceWithItsAddresses) {
     EXPECT_THAT((*found)[0].addresses, Contains(QStringLiteral("127.0.0.1")));
     EXPECT_EQ((*found)[1].name, QStringLiteral("B"));
     EXPECT_EQ((*found)[1].port, 4711);
+}
+
+qsizetype threads() {
+    return QDir(QStringLiteral("/proc/self/task"))
+        .entryList(QDir::NoDotAndDotDot | QDir::Dirs)
+        .size();
+}
+
+TEST(ServiceBrowser, leavesOutAServiceThatGoesMeanwhile) {
+    PrivateMdns& mdns = PrivateMdns::shared();
+    if (!mdns.isAvailable()) {
+        GTEST_SKIP() << "no service daemon can be run here";
+    }
+    mdns.startDaemon();
+    LogCapture log;
+    const NetService stays(QString(), kType, QStringLiteral("Stays"), 4711);
+    std::optional<NetService> goes(std::in_place, QString(), kType, QStringLiteral("Goes"), 4712);
+    ASSERT_TRUE(waitUntil([&] { return log.lines().size() == 2; }));
+    // Each operation has a thread of the library's: the one that browses and, when both services
+    // have been seen, those that ask where they are.
+    const qsizetype before = threads();
+    auto result = std::async(std::launch::async, findServices, kType, std::chrono::seconds(3));
+    ASSERT_TRUE(waitUntil([before] { return threads() >= before + 4; }));
+    goes.reset();
+    const auto found = result.get();
+    ASSERT_TRUE(found);
+    ASSERT_EQ(found->size(), 1U);
+    EXPECT_EQ((*found)[0].name, QStringLiteral("Stays"));
 }
 
 TEST(ServiceBrowser, findsNothingWhereNothingIsAnnounced) {
