@@ -57,6 +57,31 @@ TEST_F(SchedulingWindow, deletesTheSelectedEventAndPutsItBack) {
     EXPECT_FALSE(find<QPushButton>("undoDeleteButton").isVisible());
 }
 
+TEST_F(SchedulingWindow, leavesAListThatHasChangedBehindItsBack) {
+    const auto event = add("A", QTime(20, 0), 60);
+    controller->undoDeleteButtonPushed();
+    EXPECT_THAT(*gSchedulingEvents, ElementsAre(event)) << "nothing was deleted";
+    table().selectRow(0);
+    const auto other = std::make_shared<CRecordingEvent>();
+    *gSchedulingEvents = {other};
+    controller->deleteEventButtonPushed();
+    EXPECT_THAT(*gSchedulingEvents, ElementsAre(other)) << "the selected one is gone already";
+}
+
+TEST_F(SchedulingWindow, editsTheEventThatIsDoubleClicked) {
+    add("A", QTime(20, 0), 60);
+    const QPoint place = table().visualRect(table().model()->index(0, 1)).center();
+    inSheet(
+        [&] {
+            QTest::mouseClick(table().viewport(), Qt::LeftButton, {}, place);
+            QTest::mouseDClick(table().viewport(), Qt::LeftButton, {}, place);
+        },
+        [this] {
+            EXPECT_EQ(find<QLineEdit>("recordingNameField").text(), QStringLiteral("A"));
+            cancel();
+        });
+}
+
 TEST_F(SchedulingWindow, replacesTheListOfEvents) {
     add("A", QTime(20, 0), 60);
     controller->setScheduledEvents({});

@@ -78,6 +78,33 @@ TEST_F(SchedulingWindow, marksAnEventWhoseDeviceIsAbsent) {
     EXPECT_EQ(cell(0, 0), "Studio deck");
 }
 
+std::string mondayInFull() {
+    return QLocale().toString(kMonday, QLocale::LongFormat).toStdString();
+}
+
+TEST_F(SchedulingWindow, tellsTheDaysOfAnEventInFull) {
+    const auto event = add("News", QTime(20, 0), 1800);
+    EXPECT_EQ(toolTip(0), mondayInFull());
+    event->setDate({});
+    for (const int day : {0, 2, 6}) {
+        event->setShouldRecord(true, day);
+    }
+    EXPECT_EQ(toolTip(0), "Sunday, Tuesday, Saturday");
+    for (const int day : {0, 2, 6}) {
+        event->setShouldRecord(false, day);
+    }
+    EXPECT_EQ(toolTip(0), "On no day");
+}
+
+TEST_F(SchedulingWindow, saysWhatBecomesOfAnEventWhoseDeviceIsAbsent) {
+    add("News", QTime(12, 0, 0), 60);
+    decks.remove(kGuid);
+    clock.advance(1);
+    EXPECT_EQ(toolTip(0),
+              mondayInFull() +
+                  "\nThe device is not connected. If it comes back in time, the rest is recorded.");
+}
+
 TEST_F(SchedulingWindow, warnsInTheListOfOverlaps) {
     auto& notice = find<QLabel>("noticeLabel");
     EXPECT_TRUE(notice.text().startsWith(QStringLiteral("Nothing is scheduled")));
@@ -87,9 +114,7 @@ TEST_F(SchedulingWindow, warnsInTheListOfOverlaps) {
     EXPECT_TRUE(notice.isVisible());
     const auto* const model = table().model();
     EXPECT_FALSE(model->data(model->index(0, 2), Qt::DecorationRole).value<QIcon>().isNull());
-    EXPECT_TRUE(model->data(model->index(0, 2), Qt::ToolTipRole)
-                    .toString()
-                    .contains(QStringLiteral("\"Weather\"")));
+    EXPECT_NE(toolTip(0).find("\"Weather\""), std::string::npos);
     other->setDeviceGUID(kOtherGuid);
     controller->showWindow();
     EXPECT_FALSE(notice.isVisible());

@@ -1,8 +1,11 @@
 #include <QAbstractButton>
+#include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDateEdit>
 #include <QDialogButtonBox>
+#include <QDir>
+#include <QFileDialog>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QScreen>
@@ -297,6 +300,34 @@ TEST_F(SchedulingWindow, showsAnAutomaticallyNamedEventSo) {
         ok();
     });
     EXPECT_TRUE(event->autoNameFile());
+}
+
+TEST_F(SchedulingWindow, asksTheDesktopForAFolder) {
+    const QString before = folder.path();
+    inNewEvent([&] {
+        auto& field = find<QLineEdit>("referencePathField");
+        field.setText(before);
+        QTimer::singleShot(0, [&] {
+            auto* const dialog = qobject_cast<QFileDialog*>(QApplication::activeModalWidget());
+            ASSERT_NE(dialog, nullptr);
+            EXPECT_EQ(dialog->directory().path(), before);
+            QDir(before).mkdir(QStringLiteral("other"));
+            dialog->selectFile(before + QStringLiteral("/other"));
+            static_cast<QDialog*>(dialog)->accept();
+        });
+        find<QPushButton>("referenceFolderButton").click();
+        EXPECT_EQ(field.text(), before + QStringLiteral("/other"));
+        cancel();
+    });
+}
+
+TEST_F(SchedulingWindow, refusesANewEventWhenTheScheduleHasGoneMeanwhile) {
+    inNewEvent([this] {
+        setTime("durationPicker", QTime(0, 1));
+        gSchedulingEvents.reset();
+        ok();
+    });
+    EXPECT_EQ(beeps, 1);
 }
 
 TEST_F(SchedulingWindow, takesFoldersFromTheChooser) {

@@ -79,6 +79,10 @@ protected:
         const auto* const model = table().model();
         return model->data(model->index(row, column)).toString().toStdString();
     }
+    [[nodiscard]] std::string toolTip(int row) const {
+        const auto* const model = table().model();
+        return model->data(model->index(row, 0), Qt::ToolTipRole).toString().toStdString();
+    }
     void setTime(const char* picker, QTime time) const { find<QTimeEdit>(picker).setTime(time); }
     [[nodiscard]] QTime timeOf(const char* picker) const { return find<QTimeEdit>(picker).time(); }
     void ok() const { controller->okButtonPushed(); }
