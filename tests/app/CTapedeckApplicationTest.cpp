@@ -52,7 +52,7 @@ public:
         whenIconIsSet();
     }
     void deviceListDidChange() override { ++listChanges; }
-    void editScheduledEvents() override {}
+    void editScheduledEvents() override { ++schedulingWindows; }
     void showPreferencePanel() override { ++preferencePanels; }
     void orderFrontStandardAboutPanel() override { ++aboutPanels; }
     void activate() override {}
@@ -62,6 +62,7 @@ public:
     std::vector<std::string> icons;
     std::function<void()> whenIconIsSet = [] {};
     int listChanges = 0;
+    int schedulingWindows = 0;
     int preferencePanels = 0;
     int aboutPanels = 0;
 };
@@ -277,6 +278,20 @@ TEST_F(CTapedeckApplicationTest, menuOfADeviceThatHasGoneMeanwhileDoesNothing) {
     EXPECT_THAT(menu(), ElementsAre("First", "Record", "Stop*", "-", "Second", "Record", "Stop*"));
 }
 
+// Commands of scripts
+
+TEST_F(CTapedeckApplicationTest, commandWithoutADeckIsRefused) {
+    launch();
+    for (const auto& command : {u"start"_s, u"stop"_s, u"pause"_s, u"resume"_s}) {
+        EXPECT_FALSE(application->runCommand(command)) << command.toStdString();
+    }
+}
+
+TEST_F(CTapedeckApplicationTest, fileThatCannotBeThrownAwayIsSaid) {
+    launch();
+    EXPECT_FALSE(application->recycle(path(u"not there"_s)));
+}
+
 // The way out
 
 TEST_F(CTapedeckApplicationTest, endSavesTheEventsAndThenPutsTheIconBack) {
@@ -319,7 +334,9 @@ TEST_F(CTapedeckApplicationTest, panelsAreThoseOfTheInterface) {
     launch();
     application->orderFrontStandardAboutPanel();
     application->showPreferencePanel();
+    application->editScheduledEvents();
     EXPECT_EQ(interface.aboutPanels, 1);
+    EXPECT_EQ(interface.schedulingWindows, 1);
     EXPECT_EQ(interface.preferencePanels, 1);
 }
 

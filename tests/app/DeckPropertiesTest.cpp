@@ -80,6 +80,14 @@ TEST(DeckProperties, valuesOfAnotherKindAreRefused) {
     EXPECT_EQ(deckPropertyNamed(u"nonsense"_s), nullptr);
 }
 
+TEST(DeckProperties, allAreNamedToScripts) {
+    const QStringList names = ScriptableDecks().propertyNames();
+    EXPECT_EQ(names.size(), static_cast<qsizetype>(deckProperties().size()));
+    for (const DeckProperty& property : deckProperties()) {
+        EXPECT_TRUE(names.contains(QLatin1String(property.name))) << property.name;
+    }
+}
+
 TEST(DeckProperties, unknownDecksAndCommandsAreRefused) {
     const RunningRecorder recorder;
     ScriptableDecks decks;

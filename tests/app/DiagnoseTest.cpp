@@ -1,15 +1,49 @@
 #include "app/Diagnose.h"
 
 #include <gtest/gtest.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include <QDir>
 #include <QFile>
 #include <QSet>
 #include <QTemporaryDir>
 #include <cerrno>
+#include <chrono>
+#include <functional>
+#include <thread>
+#include <utility>
+
+#include "support/FileSizeLimit.h"
+
+namespace {
+
+/// What the disk does with each flush, instead of the C library.
+std::function<int(int)> gFlush = [](int descriptor) {
+    return static_cast<int>(::syscall(SYS_fdatasync, descriptor));
+};
+
+}  // namespace
+
+extern "C" int fdatasync(int descriptor) {
+    return gFlush(descriptor);
+}
 
 namespace takebox {
 namespace {
+
+/// A disk on which a flush does this, as long as it exists.
+class Flushing {
+public:
+    explicit Flushing(std::function<int(int)> flush)
+        : mBefore(std::exchange(gFlush, std::move(flush))) {}
+    ~Flushing() { gFlush = mBefore; }
+    Flushing(const Flushing&) = delete;
+    Flushing& operator=(const Flushing&) = delete;
+
+private:
+    std::function<int(int)> mBefore;
+};
 
 TEST(Diagnose, measuresADiskAndLeavesNothingOnIt) {
     const QTemporaryDir folder;
@@ -26,6 +60,43 @@ TEST(Diagnose, saysOfADiskThatCannotBeWrittenWhyAndWhatToDo) {
     QFile file(folder.filePath(QStringLiteral("file")));
     ASSERT_TRUE(file.open(QIODevice::WriteOnly));
     EXPECT_EQ(diagnoseDisk(file.fileName()).advice, missing.advice);
+}
+
+TEST(Diagnose, saysOfADiskThatHasNoRoomForWhatIsWritten) {
+    const QTemporaryDir folder;
+    {
+        const test::FileSizeLimit limit(1000);
+        const avc::DiagnosisLine part = diagnoseDisk(folder.path());
+        EXPECT_EQ(part.finding, "cannot be written: No space left on device");
+        EXPECT_EQ(part.advice, "Make room on the disk or choose another one.");
+    }
+    const test::FileSizeLimit limit(0);
+    const avc::DiagnosisLine nothing = diagnoseDisk(folder.path());
+    EXPECT_EQ(nothing.finding, "cannot be written: File too large");
+    EXPECT_EQ(nothing.advice, "Choose another folder or another disk.");
+    EXPECT_TRUE(QDir(folder.path()).isEmpty());
+}
+
+TEST(Diagnose, saysOfADiskThatRefusesWhatItHasTaken) {
+    const QTemporaryDir folder;
+    const Flushing flushing([](int) {
+        errno = EIO;
+        return -1;
+    });
+    const avc::DiagnosisLine line = diagnoseDisk(folder.path());
+    EXPECT_EQ(line.finding, "cannot be written: Input/output error");
+    EXPECT_NE(line.advice.find("check its cable"), std::string::npos);
+}
+
+TEST(Diagnose, advisesAgainstADiskTooSlowForOneDeck) {
+    const QTemporaryDir folder;
+    const Flushing flushing([](int) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(500));
+        return 0;
+    });
+    const avc::DiagnosisLine line = diagnoseDisk(folder.path());
+    EXPECT_TRUE(line.finding.ends_with("enough for 0 decks")) << line.finding;
+    EXPECT_EQ(line.advice, "Record to a faster disk, or one kind of movie only.");
 }
 
 TEST(Diagnose, advisesByTheReason) {

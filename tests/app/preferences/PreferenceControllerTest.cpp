@@ -146,6 +146,14 @@ TEST_F(PreferenceControllerTest, writesWholeSeconds) {
     EXPECT_EQ(stored().objectForKey(OxaPrefStopRecordingScriptDelayKey), QVariant(qint64{0}));
 }
 
+TEST_F(PreferenceControllerTest, leavesADelayThatIsOnlyPassedThrough) {
+    controller.showWindow();
+    auto& field = control<QLineEdit>("startRecordingScriptDelayField");
+    Defaults::standard().setObject(OxaPrefStartRecordingScriptDelayKey, 4.5);
+    QTest::keyClick(&field, Qt::Key_Return);
+    EXPECT_EQ(Defaults::standard().objectForKey(OxaPrefStartRecordingScriptDelayKey), 4.5);
+}
+
 TEST_F(PreferenceControllerTest, writesTheIndexOfTheFormat) {
     controller.showWindow();
     auto& popUp = control<QComboBox>("recordingFormatPopUpButton");
