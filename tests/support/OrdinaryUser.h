@@ -1,30 +1,25 @@
 #pragma once
 
-#include <sys/syscall.h>
+#include <gtest/gtest.h>
 #include <unistd.h>
 
 namespace takebox::test {
 
-/// While it exists, this thread has no more rights than an ordinary user, also where the tests run
-/// as root. What it is to reach must be open to everybody then.
+/// While it exists the superuser, too, is told that files may not be used whose permissions say so:
+/// access() asks for the real user. What is done to files all the same is done with full rights.
 class OrdinaryUser {
 public:
-    OrdinaryUser() { become(kNobody); }
-    ~OrdinaryUser() { become(0); }
+    OrdinaryUser() : mUser(::getuid()) { set(mUser == 0 ? kNobody : mUser); }
+    ~OrdinaryUser() { set(mUser); }
     OrdinaryUser(const OrdinaryUser&) = delete;
     OrdinaryUser& operator=(const OrdinaryUser&) = delete;
 
 private:
     static constexpr uid_t kNobody = 65534;
 
-    // The call itself, as the library's function would change every thread.
-    void become(uid_t user) const {
-        if (mIsRoot) {
-            ::syscall(SYS_setresuid, user, user, 0);
-        }
-    }
+    static void set(uid_t user) { EXPECT_EQ(::setreuid(user, ::geteuid()), 0); }
 
-    const bool mIsRoot = ::geteuid() == 0;
+    uid_t mUser;
 };
 
 }  // namespace takebox::test

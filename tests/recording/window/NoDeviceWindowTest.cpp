@@ -1,9 +1,11 @@
 #include "recording/window/NoDeviceWindow.h"
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
+#include <QCoreApplication>
+#include <QFile>
 #include <QLabel>
+#include <QLocale>
 #include <QMenuBar>
 #include <QTemporaryDir>
 
@@ -33,16 +35,34 @@ TEST(NoDeviceWindow, saysWhatTheSocketIsLikeAndFollowsIt) {
     }));
 }
 
-TEST(NoDeviceWindow, saysHowToBeAllowedToUseTheSocket) {
+TEST(NoDeviceWindow, saysWhatToDoForASocketThatMayNotBeUsed) {
     loadResources();
     const QTemporaryDir devices;
-    test::writeFile(devices.filePath(QStringLiteral("fw0")), {});
-    ASSERT_EQ(::chmod(qPrintable(devices.path()), 0755), 0);
-    ASSERT_EQ(::chmod(qPrintable(devices.filePath(QStringLiteral("fw0"))), 0), 0);
-    test::CountingCommands commands;
+    const QString socket = devices.filePath(QStringLiteral("fw0"));
+    test::writeFile(socket, {});
+    QFile::setPermissions(socket, {});
     const test::OrdinaryUser user;
+    test::CountingCommands commands;
     const NoDeviceWindow window(commands, devices.path());
-    EXPECT_TRUE(accessText(window).contains(QStringLiteral("group “video”")));
+    EXPECT_EQ(accessText(window),
+              QStringLiteral("There is a FireWire socket, but you may not use it. Add yourself to "
+                             "the group “video” and log in again."));
+}
+
+TEST(NoDeviceWindow, followsTheLanguage) {
+    loadResources();
+    const QTemporaryDir devices;
+    test::CountingCommands commands;
+    const NoDeviceWindow window(commands, devices.path());
+    const QString english = accessText(window);
+    installTranslations(QLocale(QLocale::German));
+    QCoreApplication::processEvents();
+    EXPECT_EQ(window.findChild<QLabel*>(QStringLiteral("headlineLabel"))->text(),
+              QStringLiteral("Kein Gerät gefunden"));
+    EXPECT_TRUE(accessText(window).startsWith(QStringLiteral("Dieser Rechner")));
+    installTranslations(QLocale(QLocale::English));
+    QCoreApplication::processEvents();
+    EXPECT_EQ(accessText(window), english);
 }
 
 TEST(NoDeviceWindow, namesADeviceWhoseSignalCannotBeRecorded) {
