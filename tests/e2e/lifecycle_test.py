@@ -105,6 +105,13 @@ class Lifecycle(TakeboxTest):
             program.wait_for_log(r"half is 0\.5, 5\.0")
             self.end_well(program)
 
+    def test_windows_without_a_display_are_refused_with_what_to_do(self):
+        program = self.run_program(deck("pal", 7), headless=False, environment={
+            "DISPLAY": "", "WAYLAND_DISPLAY": "", "QT_QPA_PLATFORM": ""})
+        self.assertEqual(program.wait(), 1)
+        self.assertEqual(program.log(), "takebox: there is no display; run it with --headless, or "
+                                        "record once with --record SECONDS --to DIR.\n")
+
     def test_a_check_of_the_machine_tells_what_to_do(self):
         bus = SessionBus()
         self.addCleanup(bus.close)

@@ -31,7 +31,7 @@ Q_SIGNALS:
 private:
     CTapedeckApplication& mApplication;
     QMenu mMenu;
-    QSystemTrayIcon mIcon;
+    QSystemTrayIcon mIcon{this};
 };
 
 }  // namespace takebox

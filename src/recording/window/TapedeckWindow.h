@@ -60,7 +60,7 @@ private:
     CDVDeviceWindowController& mController;
     ApplicationCommands& mCommands;
     std::unique_ptr<Ui::TapedeckWindow> mUi;
-    QTimer mSignalTimer;
+    QTimer mSignalTimer{this};
     QElapsedTimer mSinceLastFrame;
     std::uint64_t mReceivedFrames = 0;
 };

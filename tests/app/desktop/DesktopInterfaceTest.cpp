@@ -9,7 +9,9 @@
 #include <QMessageBox>
 #include <QPushButton>
 #include <QScreen>
+#include <QSignalSpy>
 #include <QSystemTrayIcon>
+#include <QTableView>
 #include <QTemporaryDir>
 #include <QTimer>
 #include <functional>
@@ -173,6 +175,18 @@ TEST_F(DesktopInterfaceTest, startsAndStopsADeckFromTheTrayMenu) {
     EXPECT_FALSE(deck->device()->isRecording());
 }
 
+TEST_F(DesktopInterfaceTest, isBroughtBackByAClickOnTheTraysIcon) {
+    launch({QStringLiteral("pal")});
+    TrayMenu tray(*application);
+    const QSignalSpy activations(&tray, &TrayMenu::activated);
+    auto* const icon = tray.findChild<QSystemTrayIcon*>();
+    ASSERT_NE(icon, nullptr);
+    Q_EMIT icon->activated(QSystemTrayIcon::Context);
+    EXPECT_EQ(activations.count(), 0) << "that opens the menu";
+    Q_EMIT icon->activated(QSystemTrayIcon::Trigger);
+    EXPECT_EQ(activations.count(), 1);
+}
+
 TEST_F(DesktopInterfaceTest, bringsADeckToTheFrontFromTheWindowMenu) {
     launch({QStringLiteral("pal,name=A"), QStringLiteral("ntsc,name=B")});
     const auto windows = visibleWindows("takebox::TapedeckWindow");
@@ -296,6 +310,42 @@ TEST_F(DesktopInterfaceTest, opensOneScheduleForARunningApplication) {
     EXPECT_EQ(visibleWindows("QWidget").size(), before + 1);
     interface.editScheduledEvents();
     EXPECT_EQ(visibleWindows("QWidget").size(), before + 1);
+}
+
+TEST_F(DesktopInterfaceTest, showsInTheScheduleAtOnceThatADeckHasCome) {
+    launch({QStringLiteral("pal")});
+    const auto event = std::make_shared<CRecordingEvent>();
+    event->setDeviceGUID(1);
+    event->setDeviceString(QStringLiteral("Studio"));
+    gSchedulingEvents->push_back(event);
+    interface.editScheduledEvents();
+    const QTableView* table = nullptr;
+    for (const QWidget* window : visibleWindows("QWidget")) {
+        const auto* const found = window->findChild<QTableView*>(QStringLiteral("eventsTableView"));
+        table = found != nullptr ? found : table;
+    }
+    ASSERT_NE(table, nullptr);
+    const auto device = [table] {
+        return table->model()->index(0, 0).data().toString().toStdString();
+    };
+    ASSERT_EQ(device(), "Studio (not connected)");
+    event->setDeviceGUID(CTapedeckApplication::controllerAtIndex(0)->device()->deviceGUID());
+    EXPECT_EQ(device(), "Studio (not connected)") << "nobody has said so yet";
+    interface.deviceListDidChange();
+    QCoreApplication::processEvents();
+    EXPECT_EQ(device(), "Studio");
+}
+
+TEST_F(DesktopInterfaceTest, forgetsNewsOfDecksWhenItEnds) {
+    launch({});
+    QCoreApplication::processEvents();
+    for (QWidget* window : visibleWindows("takebox::NoDeviceWindow")) {
+        window->hide();
+    }
+    interface.deviceListDidChange();
+    gDVDevicesController.reset();
+    QCoreApplication::processEvents();
+    EXPECT_TRUE(visibleWindows("takebox::NoDeviceWindow").empty());
 }
 
 TEST_F(DesktopInterfaceTest, keepsItsPanels) {

@@ -145,6 +145,8 @@ TEST_F(SettingsSheetTest, enablesThePresetOnlyForItsSource) {
     EXPECT_FALSE(preset.isEnabled());
     source.setCurrentIndex(2);
     EXPECT_TRUE(preset.isEnabled());
+    source.setCurrentIndex(-1);
+    EXPECT_TRUE(preset.isEnabled()) << "no source changes nothing";
     source.setCurrentIndex(1);
     EXPECT_FALSE(preset.isEnabled());
 }
@@ -251,6 +253,19 @@ TEST_F(SettingsSheetTest, choosesAFolderIntoItsField) {
     EXPECT_EQ(settings().rawRecordingFolderPath(), folder.path());
     pressButton(QDialogButtonBox::Cancel);
     EXPECT_EQ(settings().rawRecordingFolderPath(), folder.path());
+}
+
+TEST_F(SettingsSheetTest, proposesTheFolderOfTheSameNameBelow) {
+    const QString outer = folder.filePath(QStringLiteral("Takes"));
+    QDir().mkpath(outer + QStringLiteral("/Takes"));
+    settings().setRawRecordingFolderPath(outer);
+    click("settingsButton");
+    click("selectRawFolderButton");
+    auto* dialog = window->findChild<QFileDialog*>(QStringLiteral("folderChooser"));
+    ASSERT_NE(dialog, nullptr);
+    EXPECT_EQ(dialog->directory().absolutePath().toStdString(), outer.toStdString());
+    EXPECT_EQ(dialog->selectedFiles().value(0).toStdString(), outer.toStdString() + "/Takes");
+    dialog->reject();
 }
 
 TEST_F(SettingsSheetTest, leavesTheFieldWhenNoFolderIsChosen) {

@@ -8,7 +8,9 @@
 #include <QMenuBar>
 #include <QPushButton>
 #include <QScreen>
+#include <QSignalSpy>
 #include <QTest>
+#include <QTimer>
 #include <cerrno>
 
 #include "WindowFixture.h"
@@ -484,6 +486,12 @@ TEST_F(TapedeckWindowTest, isShownWithoutADeck) {
     controller->showWindow();
     EXPECT_TRUE(window->isVisible());
     EXPECT_EQ(tally(), QStringLiteral("STOPPED"));
+    // The timer looks for a signal; without a deck there is none to miss.
+    auto* const timer = window->findChild<QTimer*>(QString(), Qt::FindDirectChildrenOnly);
+    ASSERT_NE(timer, nullptr);
+    const QSignalSpy looks(timer, &QTimer::timeout);
+    EXPECT_TRUE(test::waitUntil([&looks] { return looks.count() >= 1; }));
+    EXPECT_TRUE(control<PreviewView>("previewView").notice().isEmpty());
 }
 
 TEST_F(TapedeckWindowTest, saysWhatToDoForADeckThatMayNotBeOpened) {
