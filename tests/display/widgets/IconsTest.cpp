@@ -4,6 +4,7 @@
 
 #include <QGuiApplication>
 #include <QImage>
+#include <QPainter>
 #include <QPalette>
 
 #include "display/widgets/Resources.h"
@@ -44,6 +45,23 @@ TEST(Icons, exist) {
             }
         }
         EXPECT_TRUE(isDrawn) << name;
+    }
+}
+
+TEST(Icons, arePaintedAsTheyAreAsPixmaps) {
+    loadResources();
+    const QIcon icon = symbolicIcon(QStringLiteral("stop"), Qt::red);
+    QIcon copy = icon;
+    copy.setIsMask(false);  // it is one of its own now
+    for (const QIcon& painted : {icon, copy}) {
+        QImage image(32, 32, QImage::Format_ARGB32);
+        image.fill(Qt::transparent);
+        image.setDevicePixelRatio(2);
+        QPainter painter(&image);
+        painted.paint(&painter, QRect(0, 0, 16, 16));
+        painter.end();
+        image.setDevicePixelRatio(1);
+        EXPECT_EQ(image, pictureOf(icon, 32)) << "as fine as the screen";
     }
 }
 
