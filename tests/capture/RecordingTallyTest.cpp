@@ -124,6 +124,24 @@ TEST(RecordingTallyTest, AReportSumsUpWhatWasLost) {
                            QStringLiteral("3 frames of a wrong size"), noFile, noFile}));
 }
 
+TEST(RecordingTallyTest, AReportSaysThatADiskWasTooSlow) {
+    // Nobody writes the file: what finds no room in it is dropped.
+    const auto file =
+        BufferedFile::initVideoBufferedFileWithPath(QStringLiteral("/takes/Take.dv"), 100, 10);
+    const std::vector<std::uint8_t> block(100);
+    while (file->droppedBlocks() < 3) {
+        file->appendBlock(block.data(), 100, false);
+    }
+    RecordingReport report;
+    report.frames = 100;
+    report.wantedRawFiles = true;
+    report.dvFile = file;
+    report.audioFile =
+        BufferedFile::initAudioBufferedFileWithPath(QStringLiteral("/takes/Take.aud"), 100, 10);
+    EXPECT_EQ(report.losses(),
+              QStringList{QStringLiteral("3 frames of Take.dv, the disk was too slow")});
+}
+
 TEST(RecordingTallyTest, AFrameThatSeveralFilesLackIsLostOnce) {
     // The disk takes nothing of the raw file, and from the 11th frame on the movie has no room.
     constexpr int kFrames = 20;

@@ -19,6 +19,13 @@ constexpr double kTimeUnitsPerFrame = 100;
 
 }  // namespace
 
+decompression::ImageDescription withColor(decompression::ImageDescription description) {
+    if (description.codecType == decompression::fourCharCode("2vuy") && !description.color) {
+        description.color = decompression::ColorParameters{6, 1, 6};
+    }
+    return description;
+}
+
 QImage imageWithCVPixelBuffer(const PixelBuffer* pixelBuffer, QSize size) {
     if (pixelBuffer == nullptr || pixelBuffer->pixels.empty() || size.isEmpty()) {
         return {};
@@ -67,12 +74,8 @@ void DVPreview::keepNewestFrame(const LatestFrame::Frame& frame, std::uint32_t r
 void DVPreview::createSession() {
     mHasTriedSession = true;
     updatePreviewBounds();
-    decompression::ImageDescription description = mImageDesc;
-    if (description.codecType == decompression::fourCharCode("2vuy") && !description.color) {
-        description.color = decompression::ColorParameters{6, 1, 6};
-    }
     mDecompS = DecompressionSession::create(
-        description, pixelBufferAttributes(), {kAccuracy},
+        withColor(mImageDesc), pixelBufferAttributes(), {kAccuracy},
         [this](int status, std::uint32_t trackingFlags, const PixelBuffer* pixelBuffer,
                std::int64_t displayTime, std::int64_t displayDuration,
                std::uint32_t validTimeFlags) {

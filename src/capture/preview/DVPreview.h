@@ -110,6 +110,11 @@ private:
     QByteArray mLastPreviewJPEGImageData;
 };
 
+/// What a session is made of: uncompressed pictures that do not say so have the colours of standard
+/// definition video.
+[[nodiscard]] decompression::ImageDescription withColor(
+    decompression::ImageDescription description);
+
 /// An image of a size from a pixel buffer. Null when there is no buffer or either is empty.
 [[nodiscard]] QImage imageWithCVPixelBuffer(const decompression::PixelBuffer* pixelBuffer,
                                             QSize size);

@@ -214,6 +214,28 @@ TEST_F(DVPreviewTest, agreesOnTheBoundsWhicheverThreadSetsThemLast) {
     }
 }
 
+TEST_F(DVPreviewTest, showsNothingOfPicturesThatAreNoDV) {
+    ImageDescription uncompressed = makeDVPALImageDescription();
+    uncompressed.codecType = decompression::fourCharCode("2vuy");
+    DVPreview other(uncompressed, 25.0);
+    other.setDelegate(&onlooker);
+    for (const QByteArray& frame : frames) {
+        other.offerFrame(reinterpret_cast<const std::uint8_t*>(frame.constData()), 144000);
+        other.decompressFrame(0);
+    }
+    EXPECT_TRUE(onlooker.images.empty());
+    EXPECT_EQ(other.frameCount(), 0U);
+}
+
+TEST(WithColor, givesUncompressedPicturesTheColorsThatTheyDoNotSay) {
+    ImageDescription description;
+    EXPECT_FALSE(withColor(description).color);
+    description.codecType = decompression::fourCharCode("2vuy");
+    EXPECT_EQ(withColor(description).color, (decompression::ColorParameters{6, 1, 6}));
+    description.color = decompression::ColorParameters{1, 1, 1};
+    EXPECT_EQ(withColor(description).color, (decompression::ColorParameters{1, 1, 1}));
+}
+
 TEST(ImageWithCVPixelBuffer, hasTheWantedSize) {
     decompression::PixelBuffer buffer{2, 2, {0xFF112233, 0xFF112233, 0xFF112233, 0xFF112233}};
     const QImage same = imageWithCVPixelBuffer(&buffer, {2, 2});
