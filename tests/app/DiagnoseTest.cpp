@@ -1,8 +1,6 @@
 #include "app/Diagnose.h"
 
 #include <gtest/gtest.h>
-#include <sys/syscall.h>
-#include <unistd.h>
 
 #include <QDir>
 #include <QFile>
@@ -10,40 +8,13 @@
 #include <QTemporaryDir>
 #include <cerrno>
 #include <chrono>
-#include <functional>
 #include <thread>
-#include <utility>
 
+#include "support/DiskCalls.h"
 #include "support/FileSizeLimit.h"
-
-namespace {
-
-/// What the disk does with each flush, instead of the C library.
-std::function<int(int)> gFlush = [](int descriptor) {
-    return static_cast<int>(::syscall(SYS_fdatasync, descriptor));
-};
-
-}  // namespace
-
-extern "C" int fdatasync(int descriptor) {
-    return gFlush(descriptor);
-}
 
 namespace takebox {
 namespace {
-
-/// A disk on which a flush does this, as long as it exists.
-class Flushing {
-public:
-    explicit Flushing(std::function<int(int)> flush)
-        : mBefore(std::exchange(gFlush, std::move(flush))) {}
-    ~Flushing() { gFlush = mBefore; }
-    Flushing(const Flushing&) = delete;
-    Flushing& operator=(const Flushing&) = delete;
-
-private:
-    std::function<int(int)> mBefore;
-};
 
 TEST(Diagnose, measuresADiskAndLeavesNothingOnIt) {
     const QTemporaryDir folder;
@@ -79,7 +50,7 @@ TEST(Diagnose, saysOfADiskThatHasNoRoomForWhatIsWritten) {
 
 TEST(Diagnose, saysOfADiskThatRefusesWhatItHasTaken) {
     const QTemporaryDir folder;
-    const Flushing flushing([](int) {
+    const test::FakeFlush flush([] {
         errno = EIO;
         return -1;
     });
@@ -90,7 +61,7 @@ TEST(Diagnose, saysOfADiskThatRefusesWhatItHasTaken) {
 
 TEST(Diagnose, advisesAgainstADiskTooSlowForOneDeck) {
     const QTemporaryDir folder;
-    const Flushing flushing([](int) {
+    const test::FakeFlush flush([] {
         std::this_thread::sleep_for(std::chrono::milliseconds(500));
         return 0;
     });

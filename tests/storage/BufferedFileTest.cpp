@@ -15,6 +15,7 @@
 
 #include "platform/log/Log.h"
 #include "storage/WriterThreads.h"
+#include "support/DiskCalls.h"
 #include "support/FileSizeLimit.h"
 #include "support/Files.h"
 #include "support/LogCapture.h"
@@ -321,6 +322,46 @@ TEST_F(BufferedFileTest, endsWithAWholeFrameWhereNoMoreCouldBeWritten) {
         EXPECT_EQ(QFile(path()).size(), 3000) << "erase " << erase;
         QFile::remove(path());
     }
+}
+
+TEST_F(BufferedFileTest, endsWithAWholeSampleFrameWhereNoMoreSoundCouldBeWritten) {
+    const auto file = BufferedFile::initAudioBufferedFileWithPath(path("a.aud"), 1000, 10);
+    ASSERT_EQ(file->openForWriting(true), 0);
+    {
+        const test::FileSizeLimit limit(3503);
+        for (int i = 0; i < 10; ++i) {
+            append(*file, block(1000, i));
+        }
+        closeAndWait(*file);
+    }
+    EXPECT_EQ(QFile(path("a.aud")).size(), 3500) << "both channels of each sample";
+    EXPECT_EQ(file->writtenBytes(), 3500U);
+    ASSERT_EQ(file->refusedFrames().size(), 1U);
+    EXPECT_EQ(file->refusedFrames()[0].first, 3U);
+    EXPECT_EQ(file->refusedFrames()[0].count, 7U);
+}
+
+TEST_F(BufferedFileTest, saysThatAFileCannotBeRewound) {
+    StalledDisk pipe(path());
+    const auto file = BufferedFile::initVideoBufferedFileWithPath(path(), 100, 4);
+    ASSERT_EQ(file->openForWriting(false), 0);
+    testing::internal::CaptureStdout();
+    append(*file, block(100, 1), true);
+    closeAndWait(*file);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "lseek failed: -1\n");
+    EXPECT_EQ(pipe.take(100), block(100, 1));
+}
+
+TEST_F(BufferedFileTest, recordsWhereThereAreNoPermissions) {
+    const test::NoPermissions none(EPERM);
+    const auto file = BufferedFile::initVideoBufferedFileWithPath(path(), 100, 4);
+    ASSERT_EQ(file->openForWriting(true), 0);
+    EXPECT_EQ(log.count("Cannot set the permissions of " + path().toStdString() +
+                        ": Operation not permitted"),
+              1);
+    append(*file, block(100, 1));
+    closeAndWait(*file);
+    EXPECT_EQ(contentsOf(path()), block(100, 1));
 }
 
 TEST_F(BufferedFileTest, leavesWhatStoodBehindAFrameThatCouldNotBeWritten) {

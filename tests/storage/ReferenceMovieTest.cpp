@@ -181,6 +181,34 @@ TEST(ReferenceMovie, keepsWhatTheFormatCanCountOfAnEndlessDuration) {
     reference.finish();
 }
 
+TEST(ReferenceMovie, saysThatItsPictureIsCut) {
+    LogCapture log;
+    const Reference reference(true, 2e8);
+    reference.movie->setVideoFrameSize(1);  // else it would take weeks to count so far
+    EXPECT_EQ(reference.movie->createMovie(), 0);
+    EXPECT_EQ(reference.movie->addVideoSamples(), 0);
+    EXPECT_EQ(GetMediaDuration(&reference.media(0)), 0xFFFFFFFFU / 840000 * 840000 * 100ULL);
+    EXPECT_EQ(log.count("The picture of " + reference.path() +
+                        " is cut: a movie cannot hold so many references"),
+              1);
+    reference.finish();
+}
+
+TEST(ReferenceMovie, hasNoSoundThatCannotBeCounted) {
+    for (const bool hasTimeScale : {false, true}) {
+        const Reference reference(true, 1.0);
+        EXPECT_EQ(reference.movie->createMovie(), 0);
+        if (hasTimeScale) {
+            reference.movie->setAudioChunkSize(3, 0);  // of 4 bytes each
+        } else {
+            reference.movie->setAudioTimeScale(0, 0);
+        }
+        EXPECT_EQ(reference.movie->addAudioSamples(), -50);
+        EXPECT_EQ(reference.movie->losses().status, -50);
+        reference.finish();
+    }
+}
+
 TEST(ReferenceMovie, takesDurationsThatAreNone) {
     for (const double duration : {-1.0, -0.001, std::nan(""), -HUGE_VAL}) {
         const Reference reference(true, duration);

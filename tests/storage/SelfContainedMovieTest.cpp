@@ -155,6 +155,16 @@ TEST(SelfContainedMovie, isWrittenWhenItIsStoppedAtOnce) {
     EXPECT_TRUE(recording.movie->losses().areNone());
 }
 
+TEST(SelfContainedMovie, isBegunOnce) {
+    SelfContained recording(true);
+    recording.movie->startWriteMovieThread();
+    recording.addFrames(3);
+    recording.movie->startWriteMovieThread();
+    recording.addFrames(2);
+    recording.finish();
+    EXPECT_EQ(recording.samplesOf(0), 5U);
+}
+
 TEST(SelfContainedMovie, livesUntilItsWriterHasClosedIt) {
     SelfContained recording(true);
     recording.gate.close();
