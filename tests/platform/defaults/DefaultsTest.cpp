@@ -208,6 +208,19 @@ TEST(Defaults, damagedFileIsKeptUnderADatedNameWithAWarning) {
     EXPECT_EQ(Defaults(path).integerForKey(u"Delay"_s), 1);
 }
 
+TEST(Defaults, damagedFileThatCannotBeMovedAsideIsNotWrittenOver) {
+    const QTemporaryDir folder;
+    const QString path = folder.filePath(QString(255, u'a'));  // no name is longer
+    writeFile(path, "damaged");
+    test::LogCapture log;
+    Defaults defaults(path);
+    EXPECT_TRUE(log.containsText(": cannot move the damaged file aside (File name too long)"));
+    defaults.setObject(u"Delay"_s, 1);
+    EXPECT_FALSE(defaults.synchronize());
+    EXPECT_EQ(contentsOf(path), "damaged");
+    EXPECT_EQ(defaults.integerForKey(u"Delay"_s), 1);
+}
+
 // As root every folder can be written to: a name that cannot be a folder stands for it.
 TEST(Defaults, unwritableFolderIsLoggedOnceAndValuesHold) {
     const QTemporaryDir folder;

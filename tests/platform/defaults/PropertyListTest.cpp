@@ -1,3 +1,4 @@
+#include "platform/defaults/BinaryPropertyListCheck.h"
 #include "platform/defaults/PropertyList.h"
 #include "support/ChildProcess.h"
 #include "support/Files.h"
@@ -290,6 +291,12 @@ QByteArray binaryList(const QList<QByteArray>& objects) {
            number(bytes.size());
 }
 
+TEST(PropertyList, binaryObjectsOfUnknownTypesAreLeftOut) {
+    const QByteArray reference("\x80\1", 2);  // as in archives of objects
+    EXPECT_EQ(readPropertyList(binaryList({QByteArray("\xD1\1\2", 3), "\x51k", reference})),
+              QVariantMap());
+}
+
 TEST(PropertyList, binaryObjectsThatWouldEndTheProcessAreRefused) {
     const QByteArray dictionary("\xD1\1\2", 3);  // of one pair: objects 1 and 2
     const QByteArray yes("\x09", 1);
@@ -307,11 +314,19 @@ TEST(PropertyList, binaryObjectsThatWouldEndTheProcessAreRefused) {
         {dictionary, "\x51k", QByteArray("\xA1\2", 2)},  // a list that holds itself
         {dictionary, "\x51k", QByteArray("\xA1\7", 2)},  // a reference to nothing
         {dictionary, "\x51k", "\xAF\x13\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF"},  // endless
+        {dictionary, "\x51k", QByteArray("\xAF\x20\0", 3)},  // a count that is no whole number
+        {dictionary, "\x51k", QByteArray("\xAF\x14", 2)},    // a count of 16 bytes
         doublings,
     };
     for (const auto& objects : wrong) {
+        EXPECT_FALSE(isSoundBinaryPropertyList(binaryList(objects), kMaximumPropertyListDepth))
+            << (&objects - wrong);
         EXPECT_FALSE(readPropertyList(binaryList(objects)).has_value()) << (&objects - wrong);
     }
+    // An object whose place would stand behind the end of the file.
+    QByteArray tooShort = binaryList({dictionary, "\x51k", QByteArray("\xA1\x30", 2)});
+    tooShort[tooShort.size() - 17] = '\xFF';  // so many objects, it says
+    EXPECT_FALSE(isSoundBinaryPropertyList(tooShort, kMaximumPropertyListDepth));
 }
 
 }  // namespace

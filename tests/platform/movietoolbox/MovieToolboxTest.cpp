@@ -70,6 +70,7 @@ TEST(MovieToolbox, namesWhatIsMissing) {
     EXPECT_EQ(GetMoviesError(), kInvalidMovie);
     EXPECT_EQ(NewTrackMedia(nullptr, fourCC("vide"), 1), nullptr);
     EXPECT_EQ(GetMoviesError(), kInvalidTrack);
+    EXPECT_EQ(AddMediaSampleDescription(nullptr, picture()), kInvalidMedia);
     EXPECT_EQ(AddMediaDataRef(nullptr, {}), kInvalidMedia);
     EXPECT_EQ(AddMediaSampleReferences64(nullptr, picture(), {}), kInvalidMedia);
     EXPECT_EQ(BeginMediaEdits(nullptr, nullptr), kInvalidMovie);
@@ -371,6 +372,64 @@ TEST(MovieToolbox, saysWhyAFileCannotBeCreated) {
         EXPECT_TRUE(log.containsText("Is a directory"));
         log.clear();
     }
+}
+
+TEST(MovieToolbox, takesNothingAfterItsStorageWasClosed) {
+    MemoryDisk disk;
+    const OwnMedia own(disk);
+    EXPECT_EQ(own.add(10, {{1, 10}}), kNoError);
+    EXPECT_EQ(CloseMovieStorage(own.handler.get()), kNoError);
+    const auto size = disk.bytes.size();
+    EXPECT_EQ(own.add(10, {{1, 10}}), kInvalidDataReference);
+    EXPECT_EQ(own.finish(), kInvalidDataReference);
+    EXPECT_EQ(disk.bytes.size(), size);
+}
+
+// The movie atom is on the disk then, but the file does not say so yet.
+TEST(MovieToolbox, saysThatTheDiskRefusedToPointToTheMovie) {
+    MemoryDisk disk;
+    const OwnMedia own(disk);
+    EXPECT_EQ(own.add(10, {{1, 10}}), kNoError);
+    const auto refuseAfter = [&disk](int writes) {
+        disk.capacity = UINT64_MAX;
+        disk.error = EIO;
+        disk.beforeWrite = [&disk, writes]() mutable {
+            disk.capacity = --writes < 0 ? 0 : disk.capacity;
+        };
+    };
+    LogCapture log;
+    refuseAfter(1);
+    EXPECT_EQ(own.finish(), kInputOutputError) << "the size of the media data";
+    refuseAfter(2);
+    EXPECT_EQ(UpdateMovieInStorage(own.movie.get()), kNoError);
+    refuseAfter(1);
+    EXPECT_EQ(UpdateMovieInStorage(own.movie.get()), kInputOutputError) << "the movie before";
+    EXPECT_EQ(log.count("Cannot write the movie /movie: Input/output error"), 1);
+}
+
+TEST(MovieToolbox, saysThatAMovieCouldNotTakeItsName) {
+    const QTemporaryDir folder;
+    const QString path = folder.filePath(QStringLiteral("a.ref"));
+    std::shared_ptr<DataHandler> handler;
+    std::shared_ptr<Movie> movie;
+    ASSERT_EQ(CreateMovieStorage(path.toStdString(), StorageMode::kWhenClosed, handler, movie),
+              kNoError);
+    ASSERT_EQ(AddMovieToStorage(movie.get()), kNoError);
+    ASSERT_TRUE(QDir(folder.path()).mkdir(QStringLiteral("a.ref")));
+    LogCapture log;
+    EXPECT_NE(CloseMovieStorage(handler.get()), kNoError);
+    EXPECT_EQ(log.count("Cannot write the movie " + path.toStdString() + ": Is a directory"), 1);
+    EXPECT_TRUE(QDir(folder.path()).entryList(QDir::Files | QDir::Hidden).isEmpty())
+        << "nothing is left of it";
+}
+
+TEST(SampleTable, passesOverRunsWithoutSamples) {
+    SampleTable table;
+    const std::array sizes{SampleSizeRun{2, 10}, SampleSizeRun{0, 7}, SampleSizeRun{1, 10}};
+    EXPECT_EQ(table.addChunk(0, 1, sizes, 1), kNoError);
+    ASSERT_EQ(table.sizes().size(), 1U);
+    EXPECT_EQ(table.sizes()[0].count, 3U);
+    EXPECT_EQ(table.sizes()[0].size, 10U);
 }
 
 TEST(MovieToolbox, takesNamesAsLongAsTheyCanBe) {
