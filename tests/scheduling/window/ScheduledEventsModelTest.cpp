@@ -1,5 +1,6 @@
 #include <QIcon>
 #include <QSignalSpy>
+#include <QSortFilterProxyModel>
 #include <QStyledItemDelegate>
 
 #include "scheduling/window/SchedulingWindow.h"
@@ -136,6 +137,16 @@ TEST_F(SchedulingWindow, sortsByEveryColumnAndBackToTheUsersOrder) {
     EXPECT_EQ(names().front(), 'C') << "the next one first";
     table().sortByColumn(-1, Qt::AscendingOrder);
     EXPECT_EQ(names(), "bCa");
+}
+
+TEST_F(SchedulingWindow, hasNothingToShowBesideItsEvents) {
+    add("News", QTime(20, 0), 1800);
+    const auto* const model =
+        qobject_cast<const QSortFilterProxyModel*>(table().model())->sourceModel();
+    EXPECT_TRUE(model->index(0, 1).data().isValid());
+    EXPECT_FALSE(model->data(QModelIndex()).isValid());
+    EXPECT_TRUE(model->headerData(0, Qt::Horizontal).isValid());
+    EXPECT_FALSE(model->headerData(model->columnCount(), Qt::Horizontal).isValid());
 }
 
 TEST_F(SchedulingWindow, showsAThousandEvents) {
