@@ -105,6 +105,7 @@ private:
 
 TEST_F(BufferedFileTest, writesBlocksInOrderAndThePartlyFilledLastChunk) {
     const auto file = BufferedFile::initVideoBufferedFileWithPath(path(), 1000, 10);
+    EXPECT_EQ(file->blockSize(), 1000U);
     EXPECT_EQ(file->bufferSize(), 10000U);
     ASSERT_EQ(file->openForWriting(true), 0);
     EXPECT_TRUE(file->isOpen());

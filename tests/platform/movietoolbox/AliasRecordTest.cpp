@@ -128,6 +128,20 @@ TEST(AliasRecord, isNotMadeOfAPathWhereNoFileCanBe) {
     EXPECT_EQ(QTNewAlias("/" + std::string(40000, 'n'), "/a.ref", alias), kBadName);
 }
 
+TEST(AliasRecord, isNotMadeWhereThereIsNoFolderToBeginWith) {
+    const QTemporaryDir target;
+    const QString before = QDir::currentPath();
+    {
+        const QTemporaryDir folder;
+        ASSERT_TRUE(QDir::setCurrent(folder.path()));
+    }
+    AliasRecord alias;
+    const std::string path = target.filePath(QStringLiteral("a.dv")).toStdString();
+    EXPECT_EQ(QTNewAlias(path, "a.ref", alias), kFileNotFound);
+    EXPECT_EQ(QTNewAlias(path, "/a.ref", alias), kNoError);
+    EXPECT_TRUE(QDir::setCurrent(before));
+}
+
 TEST(AliasRecord, takesBytesThatAreNoUtf8) {
     const QTemporaryDir folder;
     AliasRecord alias;

@@ -8,6 +8,8 @@
 #include <QFile>
 #include <QTemporaryDir>
 #include <array>
+#include <cerrno>
+#include <limits>
 
 #include "AtomTree.h"
 #include "MemoryMovieFile.h"
@@ -334,6 +336,60 @@ TEST(MovieToolbox, stopsWhereTheFormatCannotCountOn) {
     ASSERT_EQ(InsertMediaIntoTrack(foreign.track, 0xFFFFFFFF), kNoError);
     ASSERT_EQ(AddMovieToStorage(foreign.movie.get()), kNoError);
     EXPECT_EQ(errorIn(disk), "");
+}
+
+TEST(MovieToolbox, writesNoMovieWhoseTablesAreLargerThanAnAtomCanBe) {
+    MemoryDisk disk;
+    const ForeignMedia foreign(disk);
+    constexpr std::uint32_t kHalf = 0x7FFFFFF0;
+    // Of two sizes, so that the size of each sample would have to be written.
+    ASSERT_EQ(AddMediaSampleReferences64(foreign.media, sound(), {0, kHalf, 1, kHalf, 1}),
+              kNoError);
+    ASSERT_EQ(AddMediaSampleReferences64(foreign.media, sound(), {0, 2 * kHalf, 1, kHalf, 2}),
+              kNoError);
+    ASSERT_EQ(InsertMediaIntoTrack(foreign.track, GetMediaDuration(foreign.media)), kNoError);
+    const auto size = disk.bytes.size();
+    EXPECT_EQ(AddMovieToStorage(foreign.movie.get()), kFormatLimit);
+    EXPECT_EQ(disk.bytes.size(), size);
+}
+
+TEST(MovieToolbox, holdsTheLongestDurationThatItCanCount) {
+    MemoryDisk disk;
+    const ForeignMedia foreign(disk);
+    foreign.media->timeScale = 1;
+    const SampleReference64Record all{0, 0xFFFFFFFF, 0x7FFFFFFF, 0xFFFFFFFF, 1};
+    ASSERT_EQ(AddMediaSampleReferences64(foreign.media, sound(), all), kNoError);
+    ASSERT_EQ(InsertMediaIntoTrack(foreign.track, GetMediaDuration(foreign.media)), kNoError);
+    ASSERT_EQ(AddMovieToStorage(foreign.movie.get()), kNoError);
+    const ByteSource source = bytesOf(disk.bytes);
+    const AtomTree tree = readAtoms(source, disk.bytes.size());
+    EXPECT_EQ(tree.error, "");
+    const auto header = payload(source, tree.find("moov/mvhd"));
+    EXPECT_EQ(number(header, 0, 1), 1U) << "the version with room for it";
+    EXPECT_EQ(number(header, 24, 8), 0x7FFFFFFFFFFFFFFFULL) << "not what is left of it";
+}
+
+TEST(MovieToolbox, takesNoSampleThatItCannotCount) {
+    MemoryDisk disk;
+    const OwnMedia own(disk);
+    const std::array all{SampleSizeRun{0xFFFFFFFF, 1}};
+    ASSERT_EQ(own.media->samples.addChunk(0, 1, all, 1), kNoError);
+    const auto size = disk.bytes.size();
+    EXPECT_EQ(own.add(10, {{1, 10}}), kFormatLimit);
+    EXPECT_EQ(disk.bytes.size(), size);
+}
+
+TEST(MovieFile, writesNothingWhereNoFileReaches) {
+    const QTemporaryDir folder;
+    int error = 0;
+    const auto file = createMovieFile(folder.filePath(QStringLiteral("a.mov")).toStdString(),
+                                      StorageMode::kGrowing, error);
+    ASSERT_NE(file, nullptr);
+    const std::array<std::byte, 2> bytes{};
+    EXPECT_EQ(file->writeAt(std::numeric_limits<std::int64_t>::max(), bytes), EFBIG);
+    EXPECT_EQ(file->writeAt(UINT64_MAX, bytes), EFBIG);
+    EXPECT_EQ(file->reserve(1, std::numeric_limits<std::int64_t>::max()), EFBIG);
+    EXPECT_EQ(file->reserve(0, 1), 0);
 }
 
 TEST(MovieToolbox, replacesAnExistingFile) {
