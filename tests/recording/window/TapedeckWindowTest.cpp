@@ -11,7 +11,6 @@
 #include <QSignalSpy>
 #include <QTest>
 #include <QTimer>
-#include <cerrno>
 
 #include "WindowFixture.h"
 #include "display/meters/CVuMeterView.h"
@@ -296,22 +295,6 @@ TEST_F(TapedeckWindowTest, showsThePictureInItsShape) {
     EXPECT_TRUE(QRectF(preview.rect()).adjusted(-1, -1, 1, 1).contains(wide));
 }
 
-TEST_F(TapedeckWindowTest, saysWhenFramesHaveStopped) {
-    openWindow();
-    auto& preview = control<PreviewView>("previewView");
-    EXPECT_TRUE(test::waitUntil([&preview] { return !preview.notice().isEmpty(); }));
-    EXPECT_EQ(preview.notice(), QStringLiteral("No signal"));
-    EXPECT_FALSE(isEnabled("leftVuMeter"));
-    EXPECT_FALSE(isEnabled("rightVuMeter"));
-    EXPECT_TRUE(test::waitUntil([&] {
-        sendFrames(1);
-        return preview.notice().isEmpty();
-    }));
-    EXPECT_TRUE(isEnabled("leftVuMeter"));
-    EXPECT_TRUE(isEnabled("rightVuMeter"));
-    EXPECT_TRUE(test::waitUntil([&preview] { return !preview.notice().isEmpty(); }));
-}
-
 TEST_F(TapedeckWindowTest, decodesNoPictureWhileClosed) {
     openWindow();
     EXPECT_TRUE(controller->wantsPreviewImage());
@@ -492,47 +475,6 @@ TEST_F(TapedeckWindowTest, isShownWithoutADeck) {
     const QSignalSpy looks(timer, &QTimer::timeout);
     EXPECT_TRUE(test::waitUntil([&looks] { return looks.count() >= 1; }));
     EXPECT_TRUE(control<PreviewView>("previewView").notice().isEmpty());
-}
-
-TEST_F(TapedeckWindowTest, saysWhatToDoForADeckThatMayNotBeOpened) {
-    openResult = EACCES;
-    openWindow();
-    deck->setFile("/dev/fw3");
-    const auto& preview = control<PreviewView>("previewView");
-    EXPECT_TRUE(test::waitUntil([&] { return !preview.notice().isEmpty(); }));
-    EXPECT_EQ(preview.accessibleDescription(),
-              QStringLiteral("No signal. No permission to use Studio A (/dev/fw3). Add yourself to "
-                             "the group video or install the udev rule."));
-    deck->openResult = 0;
-    controller->device()->retryPreview();
-    sendFrames(1);
-    EXPECT_TRUE(test::waitUntil([&] { return preview.notice().isEmpty(); }));
-}
-
-TEST_F(TapedeckWindowTest, saysWhatKeepsAStreamFromReceiving) {
-    openWindow();
-    const auto& preview = control<PreviewView>("previewView");
-    const auto says = [&](avc::StreamProblem problem, const char* text) {
-        deck->streamProblem = problem;
-        EXPECT_TRUE(test::waitUntil([&] {
-            return preview.accessibleDescription().contains(QLatin1String(text));
-        })) << qPrintable(preview.accessibleDescription());
-    };
-    says(avc::StreamProblem::kNone, "Press Play on the deck");
-    says(avc::StreamProblem::kOtherSignal, "a signal that cannot be recorded, such as HDV");
-    says(avc::StreamProblem::kChannelInUse, "Another receiver uses the deck's channel");
-    says(avc::StreamProblem::kRefused, "The deck accepts no connection");
-    says(avc::StreamProblem::kNotReceived, "The deck cannot be received");
-}
-
-TEST_F(TapedeckWindowTest, saysWhatToLookAtWhenADeckCannotBeOpened) {
-    openResult = EBUSY;
-    openWindow();
-    const auto& preview = control<PreviewView>("previewView");
-    EXPECT_TRUE(test::waitUntil([&] { return !preview.notice().isEmpty(); }));
-    EXPECT_EQ(preview.accessibleDescription(),
-              QStringLiteral("No signal. The deck cannot be opened. Check its cable and power, and "
-                             "whether another program uses it."));
 }
 
 }  // namespace
