@@ -434,8 +434,9 @@ class Announcement(RemoteTest):
         os.chmod(renamed, 0o755)
         if subprocess.run(["unshare", "--uts", "true"], capture_output=True, check=False).returncode:
             self.skipTest("no host can be renamed here")
-        self.start_here(program=renamed)
+        program = self.start_here(program=renamed)
         self.assertEqual({line[3] for line in wait_until(self.world.browse, "it")}, {"studio"})
+        self.end_well(program)
 
     def test_discovery_lists_recorders_with_their_decks(self):
         program = self.start_here(*DECKS)
