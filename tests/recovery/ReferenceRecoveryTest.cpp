@@ -8,6 +8,7 @@
 #include "../storage/MovieReaders.h"
 #include "../storage/RecordedMovies.h"
 #include "recovery/Recovery.h"
+#include "storage/WriterThreads.h"
 #include "support/Files.h"
 #include "support/LogCapture.h"
 
@@ -30,6 +31,7 @@ protected:
         mRecorded.makeReferenceMovie(kSeconds);
         mBefore = contentsOf(path(u"ref"_s));
     }
+    ~ReferenceMovie() override { WriterThreads::waitUntilFinished(); }
     [[nodiscard]] QString path(const QString& extension) const { return mRecorded.path(extension); }
     [[nodiscard]] RecoveryOutcome recover() const { return recoverFile(path(u"ref"_s), {}, {}); }
     void expectRecovered() const {

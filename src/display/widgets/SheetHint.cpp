@@ -32,10 +32,11 @@ QStringList movieWarnings(std::initializer_list<MovieFolder> folders) {
                                      "No movie is ticked: nothing would be recorded."))};
     }
     QStringList texts;
-    for (const MovieFolder& folder : folders) {
-        const QString problem = problemOf(QFileInfo(folder.field->text()));
-        if (folder.isUsed && !problem.isEmpty()) {
-            texts.append(problem.arg(folder.field->accessibleName()));
+    for (const auto& [field, isUsed] : folders) {
+        // A disk that nobody wants is not asked: it may be slow to answer.
+        const QString problem = isUsed ? problemOf(QFileInfo(field->text())) : QString();
+        if (!problem.isEmpty()) {
+            texts.append(problem.arg(field->accessibleName()));
         }
     }
     return texts;

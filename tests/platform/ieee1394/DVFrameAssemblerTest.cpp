@@ -66,12 +66,12 @@ public:
         if (sent % 15 == 14) {
             std::uint8_t header[8];
             test::fillHeader(header, node, dbc, test::isPAL(frame));
-            mAssembler.packet(header, cycle);
+            mAssembler.packet(header, {cycle, ringWasFull});
             ++cycle;
         }
         const auto packet = makePacket(frame, index, node, dbc);
         if (lost.count(sent) == 0) {
-            mAssembler.packet(packet, cycle);
+            mAssembler.packet(packet, {cycle, ringWasFull});
         }
         ++sent;
         ++dbc;
@@ -83,6 +83,7 @@ public:
     std::uint8_t node = 1;
     std::uint8_t dbc = 77;
     std::uint64_t cycle = 100;
+    bool ringWasFull = true;  ///< without which there is no overrun
 
 private:
     DVFrameAssembler& mAssembler;
@@ -210,7 +211,7 @@ TEST_P(DVFrameAssemblerOfBothStandards, packetsOfAnotherSenderAreLeftOut) {
         for (int i = 0; i < packets(); ++i) {
             sender.sendPacket(frame(number), i);
             const auto other = makePacket(frame(90), i, 2, static_cast<std::uint8_t>(i));
-            foreign = assembler.packet(other, sender.cycle);
+            foreign = assembler.packet(other, {sender.cycle, true});
         }
     }
     EXPECT_EQ(recorder.messages(), "000");
@@ -230,7 +231,7 @@ TEST_P(DVFrameAssemblerOfBothStandards, aRenumberedSenderIsFollowedWithoutLoss) 
     }
     EXPECT_EQ(recorder.messages(), "0");
     const auto other = makePacket(frame(1), 0, 1, sender.dbc);
-    EXPECT_EQ(assembler.packet(other, sender.cycle), DVFrameAssembler::Packet::kForeign)
+    EXPECT_EQ(assembler.packet(other, {sender.cycle, true}), DVFrameAssembler::Packet::kForeign)
         << "the former number may be another node's now";
 }
 
@@ -260,7 +261,7 @@ TEST_P(DVFrameAssemblerOfBothStandards, anEmptyPacketFirstAfterTheGapDoesNotHide
     sender.dbc = static_cast<std::uint8_t>(sender.dbc + 2 * packets());
     std::uint8_t empty[8];
     test::fillHeader(empty, sender.node, sender.dbc, GetParam());
-    EXPECT_EQ(assembler.packet(empty, sender.cycle), DVFrameAssembler::Packet::kEmpty);
+    EXPECT_EQ(assembler.packet(empty, {sender.cycle, true}), DVFrameAssembler::Packet::kEmpty);
     for (int i = 10; i < packets(); ++i) {
         sender.sendPacket(frame(3), i);
     }
@@ -273,11 +274,66 @@ TEST_P(DVFrameAssemblerOfBothStandards, anEmptyPacketFirstAfterTheGapDoesNotHide
 TEST_P(DVFrameAssemblerOfBothStandards, anOverrunOfMinutesIsCountedToTheFrame) {
     sender.send(frame(0));
     constexpr int kFrames = 25 * 60 * 3;
-    sender.cycle += static_cast<std::uint64_t>(kFrames * packets()) * 16 / 15;
+    sender.cycle += GetParam() ? kFrames * 320ULL : kFrames * 8008ULL / 30;
     sender.dbc = static_cast<std::uint8_t>(sender.dbc + kFrames * packets());
     sender.send(frame(1));
     EXPECT_EQ(recorder.missing, std::vector<std::uint32_t>{kFrames});
     EXPECT_EQ(recorder.messages(), "00");
+}
+
+TEST_P(DVFrameAssemblerOfBothStandards, otherCycleNumbersAfterABusResetAreNoOverrun) {
+    sender.send(frame(0));
+    for (int i = 0; i < 10; ++i) {
+        sender.sendPacket(frame(1), i);
+    }
+    sender.ringWasFull = false;
+    sender.cycle += 5000;
+    sender.dbc = static_cast<std::uint8_t>(sender.dbc + 50);
+    for (int i = 60; i < packets(); ++i) {
+        sender.sendPacket(frame(1), i);
+    }
+    sender.send(frame(2));
+    EXPECT_EQ(recorder.messages(), "010");
+    EXPECT_TRUE(recorder.overruns.empty());
+}
+
+TEST_P(DVFrameAssemblerOfBothStandards, anOverrunAfterWhichTheCounterFitsIsTold) {
+    sender.send(frame(0));
+    for (int i = 0; i < 10; ++i) {
+        sender.sendPacket(frame(1), i);
+    }
+    // So many whole frames are a multiple of the counter's 256.
+    const int frames = GetParam() ? 64 : 128;
+    sender.cycle += static_cast<std::uint64_t>(frames * packets() + 90) * 16 / 15;
+    sender.dbc = static_cast<std::uint8_t>(sender.dbc + 90);
+    for (int i = 100; i < packets(); ++i) {
+        sender.sendPacket(frame(2), i);
+    }
+    sender.send(frame(3));
+    EXPECT_EQ(recorder.missing, std::vector<std::uint32_t>{static_cast<std::uint32_t>(frames) + 1});
+    EXPECT_EQ(recorder.messages(), "00");
+}
+
+TEST_P(DVFrameAssemblerOfBothStandards, overrunsWithinOneFrameAreAllTold) {
+    sender.send(frame(0));
+    std::uint32_t expected = 0;
+    for (const int reached : {100, 150, 200}) {
+        const int before = expected == 0 ? packets() : reached - 40;
+        const int gap = 3 * packets() + reached - before;
+        sender.cycle += static_cast<std::uint64_t>(gap) * 16 / 15;
+        sender.dbc = static_cast<std::uint8_t>(sender.dbc + gap);
+        for (int i = reached; i < reached + 10; ++i) {
+            sender.sendPacket(frame(4), i);
+        }
+        expected += 3;
+    }
+    for (int i = 210; i < packets(); ++i) {
+        sender.sendPacket(frame(4), i);
+    }
+    sender.send(frame(5));
+    EXPECT_EQ(recorder.messages(), "00");
+    EXPECT_EQ(recorder.missing, (std::vector<std::uint32_t>{3, 3, 3}));
+    EXPECT_EQ(recorder.events[1].data, frame(5));
 }
 
 TEST_P(DVFrameAssemblerOfBothStandards, anOverrunTellsHowManyFramesItCost) {
@@ -371,7 +427,7 @@ TEST(DVFrameAssembler, aFrameIsLongAsItsHeaderSaysNotAsThePacketsSay) {
     for (int i = 0; i < packetsOf(frame); ++i) {
         auto packet = makePacket(frame, i, 0, dbc++);
         packet[5] = 0x00;  // packets that claim 60 fields
-        assembler.packet(packet, static_cast<unsigned>(i));
+        assembler.packet(packet, {static_cast<std::uint64_t>(i), false});
     }
     ASSERT_EQ(recorder.messages(), "0");
     EXPECT_EQ(recorder.events[0].data, frame);
@@ -390,15 +446,16 @@ TEST(DVFrameAssembler, otherFormatsAreNotTaken) {
          {Change{4, 0xA0}, Change{5, 0x04}, Change{5, 0x74}, Change{5, 0x08}, Change{1, 0xF4}}) {
         auto packet = makePacket(frame, 0, 0, 0);
         packet[change.byte] = change.value;
-        EXPECT_EQ(assembler.packet(packet, 0), DVFrameAssembler::Packet::kNotDV);
+        EXPECT_EQ(assembler.packet(packet, {0, false}), DVFrameAssembler::Packet::kNotDV);
     }
-    EXPECT_EQ(assembler.packet({}, 0), DVFrameAssembler::Packet::kNotDV);
+    EXPECT_EQ(assembler.packet({}, {0, false}), DVFrameAssembler::Packet::kNotDV);
     auto dvcpro = makePacket(frame, 0, 0, 0);
     dvcpro[5] = 0x78;
-    EXPECT_EQ(assembler.packet(dvcpro, 0), DVFrameAssembler::Packet::kData);
+    EXPECT_EQ(assembler.packet(dvcpro, {0, false}), DVFrameAssembler::Packet::kData);
 }
 
 TEST(DVFrameAssembler, noiseNeitherCrashesNorMakesFrames) {
+    std::uint64_t cycle = 0;
     Recorder recorder;
     DVFrameAssembler assembler(4, recorder);
     std::uint32_t state = 1;
@@ -412,7 +469,8 @@ TEST(DVFrameAssembler, noiseNeitherCrashesNorMakesFrames) {
         noise[4] = 0x80;
         noise[5] = static_cast<std::uint8_t>(noise[5] & 0x80);
         const std::size_t sizes[] = {488, 488, 488, noise[6], 8, 600};
-        assembler.packet(std::span(noise).first(sizes[round % 6]), noise[7] * 31U);
+        cycle += noise[7] * 31U;
+        assembler.packet(std::span(noise).first(sizes[round % 6]), {cycle, noise[6] % 2 == 0});
     }
     EXPECT_EQ(std::count_if(recorder.events.begin(), recorder.events.end(),
                             [](const Event& event) { return event.message == kFrameReceived; }),

@@ -1,5 +1,7 @@
 #include "platform/avc/ieee1394/CycleCount.h"
 
+#include <algorithm>
+
 namespace takebox::avc {
 namespace {
 
@@ -8,27 +10,37 @@ constexpr int kCyclesPerMillisecond = 8;
 
 }  // namespace
 
+CycleCount::CycleCount(std::uint32_t packetsOfRing, std::uint32_t packetsOfTurn)
+    : mSlack(std::min(2 * packetsOfTurn, packetsOfRing / 2)), mFull(packetsOfRing - mSlack) {}
+
 void CycleCount::caughtUp(std::int64_t now) {
-    // After a gap the time is ahead of the count: the next packet is to show by how much.
-    if (uncountedSeconds(now) != 0 && (!mIsBehind || mCount == mCountBehind)) {
-        mIsBehind = true;
-        mCountBehind = mCount;
-        return;
+    if (mTaken >= mFull) {
+        mAfterFull = mSlack;
     }
-    mIsBehind = false;
-    mTimeThen = now;
-    mCountThen = mCount;
+    mTaken = 0;
+    // The packet after the gap may be yet to come: it is to show how much was lost.
+    if (mAfterFull == 0) {
+        mTimeThen = now;
+        mCountThen = mCount;
+    }
 }
 
-std::uint64_t CycleCount::at(unsigned cycle, std::int64_t now) {
+PacketTime CycleCount::take(unsigned cycle, std::int64_t now) {
+    if (!mHasBegun) {
+        mHasBegun = true;
+        mLastCycle = cycle;
+        mTimeThen = now;
+    }
     const unsigned step = (cycle + kCyclesPerSecond - mLastCycle) % kCyclesPerSecond;
+    const bool wasFull = mTaken >= mFull || mAfterFull > 0;
     mLastCycle = cycle;
     mCount += step;
-    // What lay in the ring while nobody looked is late as well, but has no gaps.
-    if (step != 1) {
+    if (step > 1 && wasFull) {
         mCount += uncountedSeconds(now) * kCyclesPerSecond;
     }
-    return mCount;
+    mAfterFull -= mAfterFull > 0 ? 1 : 0;
+    ++mTaken;
+    return {mCount, wasFull};
 }
 
 /// Whole seconds by which the time is ahead of the count. What was sent between the last packet and

@@ -23,11 +23,6 @@ constexpr std::uint8_t kSignalTypeMask = 0x7C;
 constexpr std::uint8_t kSignalTypeSD = 0x00;
 constexpr std::uint8_t kSignalTypeDVCPRO25 = 0x78;
 
-/// Data packets that a sender has sent in this many cycles: 15 of 16 carry data.
-int packetsIn(std::uint64_t cycles) {
-    return static_cast<int>(cycles * 15 / 16);
-}
-
 }  // namespace
 
 DVFrameAssembler::DVFrameAssembler(std::size_t buffers, DVFrameSink& sink)
@@ -36,6 +31,7 @@ DVFrameAssembler::DVFrameAssembler(std::size_t buffers, DVFrameSink& sink)
 void DVFrameAssembler::restart() {
     mIsSynchronized = false;
     mIsOpen = false;
+    mSilence = 0;
 }
 
 void DVFrameAssembler::setSource(int node) {
@@ -60,10 +56,12 @@ bool DVFrameAssembler::isForeign(int node) {
 }
 
 DVFrameAssembler::Packet DVFrameAssembler::packet(std::span<const std::uint8_t> packet,
-                                                  std::uint64_t cycle) {
-    // Of whatever kind, it shows that the receive ring is being emptied.
-    mSilence = std::max(mSilence, cycle - mLastCycle);
-    mLastCycle = cycle;
+                                                  PacketTime time) {
+    // A packet of whatever kind shows that there was room in the receive ring.
+    if (time.ringWasFull) {
+        mSilence = std::max(mSilence, time.cycle - mLastCycle);
+    }
+    mLastCycle = time.cycle;
     if (packet.size() < kHeaderSize) {
         return Packet::kNotDV;
     }
@@ -82,7 +80,7 @@ DVFrameAssembler::Packet DVFrameAssembler::packet(std::span<const std::uint8_t> 
     if (packet.size() != kPacketSize) {
         return Packet::kNotDV;
     }
-    data(packet.subspan(kHeaderSize), packet[3], cycle);
+    data(packet.subspan(kHeaderSize), packet[3], time.cycle);
     return Packet::kData;
 }
 
@@ -121,17 +119,14 @@ void DVFrameAssembler::data(std::span<const std::uint8_t> blocks, std::uint8_t d
     } else {
         const int step = index - mLastIndex;
         const auto counted = static_cast<std::uint8_t>(dbc - mLastDBC);
-        if (step == 0 && counted == 0) {
+        if (step == 0 && counted == 0 && !isOverrun(dbc)) {
             return;  // the same packet again
         }
         const bool sameFrame = mIsOpen && step > 0 && static_cast<std::uint8_t>(step) == counted &&
-                               mSignal == mFrameSignal && index < mPackets;
+                               mSignal == mFrameSignal && index < mPackets && !isOverrun(dbc);
         if (!sameFrame) {
             changeFrame(blocks, index, dbc, cycle);
         }
-    }
-    if (!mIsSynchronized) {
-        return;
     }
     store(blocks, index);
     mLastIndex = index;
@@ -145,17 +140,12 @@ void DVFrameAssembler::data(std::span<const std::uint8_t> blocks, std::uint8_t d
 
 void DVFrameAssembler::changeFrame(std::span<const std::uint8_t> blocks, int index,
                                    std::uint8_t dbc, std::uint64_t cycle) {
-    const auto frameCycles = mPackets == kPacketsPAL ? kCyclesPerFramePAL : kCyclesPerFrameNTSC;
-    if (static_cast<std::uint8_t>(dbc - mLastDBC) != 1 && mSilence > frameCycles) {
-        // Not even empty packets came: the ring had run full. That is told as one loss, and the
-        // frames on both sides of the gap are not told again.
+    if (isOverrun(dbc)) {
+        // That is told as one loss, and the frames on both sides of the gap are not told again.
         mSink.overrun(static_cast<std::uint32_t>(mSilence),
                       static_cast<std::uint32_t>(framesLostUpTo(index, dbc, cycle)));
-        restart();
-        if (index == 0) {
-            mIsSynchronized = true;
-            begin(blocks, index);
-        }
+        begin(blocks, index);
+        mIsToldAsLost = index != 0;
         return;
     }
     if (mIsOpen) {
@@ -165,6 +155,19 @@ void DVFrameAssembler::changeFrame(std::span<const std::uint8_t> blocks, int ind
         mSink.frame(kFramesMissing, nullptr, static_cast<std::uint32_t>(frames - 1));
     }
     begin(blocks, index);
+}
+
+/// Whether the ring had run full between the last packet and this one, for more than a frame: not
+/// even empty packets came.
+bool DVFrameAssembler::isOverrun(std::uint8_t dbc) const {
+    const auto frameCycles = mPackets == kPacketsPAL ? kCyclesPerFramePAL : kCyclesPerFrameNTSC;
+    return mSilence > frameCycles && static_cast<std::uint8_t>(dbc - mLastDBC) != 1;
+}
+
+/// Data packets that the sender has sent in this many cycles.
+int DVFrameAssembler::packetsIn(std::uint64_t cycles) const {
+    // 25 frames of 300 a second, or 30000/1001 of 250.
+    return static_cast<int>(mPackets == kPacketsPAL ? cycles * 15 / 16 : cycles * 1875 / 2002);
 }
 
 /// How many frames after the last packet's frame this packet belongs; 0 when the counter was not
@@ -189,7 +192,7 @@ int DVFrameAssembler::framesLostUpTo(int index, std::uint8_t dbc, std::uint64_t 
         const int packets = packetsIn(cycle - mLastDataCycle);
         ahead = std::max((packets + mLastIndex - index + mPackets / 2) / mPackets, 1);
     }
-    const int begun = mIsOpen ? 1 : 0;
+    const int begun = mIsOpen && !mIsToldAsLost ? 1 : 0;
     const int broken = index != 0 ? 1 : 0;
     return begun + (ahead - 1) + broken;
 }
@@ -201,6 +204,7 @@ void DVFrameAssembler::begin(std::span<const std::uint8_t> blocks, int index) {
     mFrameSignal = mSignal;
     mPresent.reset();
     mIsOpen = true;
+    mIsToldAsLost = false;
 }
 
 void DVFrameAssembler::store(std::span<const std::uint8_t> blocks, int index) {
@@ -215,6 +219,10 @@ void DVFrameAssembler::store(std::span<const std::uint8_t> blocks, int index) {
 }
 
 void DVFrameAssembler::finish() {
+    mIsOpen = false;
+    if (mIsToldAsLost) {
+        return;
+    }
     std::uint8_t* const frame = mMemory.data() + mBuffer * kFrameSizeMax;
     const auto packets = static_cast<std::size_t>(mPackets);
     const bool isWhole = mPresent.count() == packets;
@@ -226,7 +234,6 @@ void DVFrameAssembler::finish() {
             }
         }
     }
-    mIsOpen = false;
     mBuffer = (mBuffer + 1) % mBuffers;
     mSink.frame(isWhole ? kFrameReceived : kFrameIncomplete, frame,
                 static_cast<std::uint32_t>(packets * kPayloadSize));

@@ -6,6 +6,8 @@
 #include <span>
 #include <vector>
 
+#include "platform/avc/ieee1394/CycleCount.h"
+
 namespace takebox::avc {
 
 /// Takes what a DVFrameAssembler makes of the packets; on the receive thread.
@@ -50,8 +52,7 @@ public:
     DVFrameAssembler(std::size_t buffers, DVFrameSink& sink);
 
     /// Takes a packet as received, without the isochronous header.
-    /// @param cycle bus cycle in which it came, in a count that does not begin anew.
-    Packet packet(std::span<const std::uint8_t> packet, std::uint64_t cycle);
+    Packet packet(std::span<const std::uint8_t> packet, PacketTime time);
 
     /// Accepts the packets of this node (0 to 62) only; kAnySource accepts all.
     void setSource(int node);
@@ -71,6 +72,8 @@ private:
     void data(std::span<const std::uint8_t> blocks, std::uint8_t dbc, std::uint64_t cycle);
     void changeFrame(std::span<const std::uint8_t> blocks, int index, std::uint8_t dbc,
                      std::uint64_t cycle);
+    [[nodiscard]] bool isOverrun(std::uint8_t dbc) const;
+    [[nodiscard]] int packetsIn(std::uint64_t cycles) const;
     [[nodiscard]] int framesAhead(int index, std::uint8_t dbc, std::uint64_t cycle) const;
     [[nodiscard]] int framesLostUpTo(int index, std::uint8_t dbc, std::uint64_t cycle) const;
     void begin(std::span<const std::uint8_t> blocks, int index);
@@ -89,11 +92,12 @@ private:
     std::uint8_t mLastDBC = 0;         ///< of the last data packet
     std::uint64_t mLastCycle = 0;      ///< of the last packet of any kind
     std::uint64_t mLastDataCycle = 0;  ///< of the last data packet
-    std::uint64_t mSilence = 0;        ///< longest since then without a packet, in cycles
-    std::uint8_t mSignal = 0;          ///< of the last packet
-    std::uint8_t mFrameSignal = 0;     ///< of the current frame
-    bool mIsSynchronized = false;      ///< a frame start has been seen
-    bool mIsOpen = false;              ///< the current frame waits for more packets
+    std::uint64_t mSilence = 0;     ///< longest since then that a full ring has caused, in cycles
+    std::uint8_t mSignal = 0;       ///< of the last packet
+    std::uint8_t mFrameSignal = 0;  ///< of the current frame
+    bool mIsSynchronized = false;   ///< a frame start has been seen
+    bool mIsOpen = false;           ///< the current frame waits for more packets
+    bool mIsToldAsLost = false;     ///< the current frame is one of an overrun
 };
 
 }  // namespace takebox::avc

@@ -18,7 +18,6 @@ constexpr std::int64_t kRetry = 1000;        // ms between attempts to open the 
 constexpr std::int64_t kQuiet = 10;          // ms; the ring holds far more
 constexpr std::int64_t kDeadAfter = 60;      // ms without data on a handle with errors
 constexpr int kPollTimeout = 100;            // ms
-constexpr std::int64_t kCaughtUp = 5;        // ms of waiting: nothing was left in the ring
 constexpr std::uint32_t kForeignMax = 8000;  // packets: one second
 constexpr std::uint32_t kNotDVMax = 1000;
 constexpr int kOtherModeMin = 5;  // frames: a damaged one says nothing of the signal
@@ -38,6 +37,14 @@ int nodeNumber(const NodeWatch& watch) {
     return watch.info().node & 0x3F;
 }
 
+std::uint32_t packetsOfRing(const DVReceiverParameters& parameters) {
+    return std::max(parameters.cyclesPerSegment, 1U) * std::max(parameters.segments, 2U);
+}
+
+std::uint32_t interruptInterval(const DVReceiverParameters& parameters) {
+    return std::clamp(parameters.cyclesPerSegment, 1U, kInterruptInterval);
+}
+
 std::uint32_t limited(std::int64_t value) {
     return static_cast<std::uint32_t>(std::clamp<std::int64_t>(value, 0, UINT32_MAX));
 }
@@ -50,7 +57,8 @@ IEEE1394Stream::IEEE1394Stream(DeviceWorker& worker, const AVCDevice& device,
       mDevice(device),
       mName(device.deviceName()),
       mParameters(parameters),
-      mAssembler(parameters.frameBuffers, *this) {}
+      mAssembler(parameters.frameBuffers, *this),
+      mCycles(packetsOfRing(parameters), interruptInterval(parameters)) {}
 
 IEEE1394Stream::~IEEE1394Stream() {
     IEEE1394Stream::stop();
@@ -120,11 +128,11 @@ void IEEE1394Stream::openBus() {
         mBus = BusHandle::open(mTarget.card, error);
     }
     if (mBus) {
-        const std::uint32_t cycles = std::max(mParameters.cyclesPerSegment, 1U);
-        error = mBus->startReception(mTarget.channel, cycles * std::max(mParameters.segments, 2U),
-                                     std::min(cycles, kInterruptInterval), *this);
+        error = mBus->startReception(mTarget.channel, packetsOfRing(mParameters),
+                                     interruptInterval(mParameters), *this);
     }
     if (error == 0) {
+        mCycles = CycleCount(packetsOfRing(mParameters), interruptInterval(mParameters));
         mAssembler.restart();
         mAssembler.setSource(nodeNumber(mWatch));
         mForeignOnly = 0;
@@ -165,14 +173,19 @@ void IEEE1394Stream::waitForPackets() {
     std::array<pollfd, 3> ready{{{mBus && !isQuiet ? mBus->descriptor() : -1, POLLIN, 0},
                                  {mLink->wakeDescriptor(), POLLIN, 0},
                                  {mWatch.descriptor(), POLLIN, 0}}};
+    // Asked first without waiting: only so it is known whether anything was left in the ring.
     const std::int64_t asked = monotonicMilliseconds();
-    if (poll(ready.data(), ready.size(), timeout) < 0) {
+    int count = poll(ready.data(), ready.size(), 0);
+    if (count == 0) {
+        if (ready[0].fd >= 0) {
+            mCycles.caughtUp(asked);
+        }
+        count = poll(ready.data(), ready.size(), timeout);
+    }
+    if (count < 0) {
         return;
     }
     mNow = monotonicMilliseconds();
-    if (ready[0].fd >= 0 && mNow - asked >= kCaughtUp) {
-        mCycles.caughtUp(mNow);
-    }
     if (ready[1].revents != 0) {
         mLink->clearWake();
     }
@@ -229,10 +242,10 @@ void IEEE1394Stream::checkSilence() {
 }
 
 void IEEE1394Stream::isoPacket(std::span<const std::uint8_t> packet, unsigned cycle) {
-    const std::uint64_t count = mCycles.at(cycle, mNow);
-    auto kind = mAssembler.packet(packet, count);
+    const PacketTime time = mCycles.take(cycle, mNow);
+    auto kind = mAssembler.packet(packet, time);
     if (kind == DVFrameAssembler::Packet::kForeign) {
-        kind = foreignPacket(packet, count);
+        kind = foreignPacket(packet, time);
     }
     switch (kind) {
         case DVFrameAssembler::Packet::kData:
@@ -261,14 +274,14 @@ void IEEE1394Stream::isoPacket(std::span<const std::uint8_t> packet, unsigned cy
 /// The packet may be the first one after a bus reset that has not been told yet; then the kernel
 /// knows the sender's new number.
 DVFrameAssembler::Packet IEEE1394Stream::foreignPacket(std::span<const std::uint8_t> packet,
-                                                       std::uint64_t cycle) {
+                                                       PacketTime time) {
     ++mForeignOnly;
     if (!mHasAsked) {
         mHasAsked = true;
         const int before = nodeNumber(mWatch);
         if (mWatch.refresh() && nodeNumber(mWatch) != before) {
             mAssembler.renumberSource(nodeNumber(mWatch));
-            return mAssembler.packet(packet, cycle);
+            return mAssembler.packet(packet, time);
         }
     }
     if (mForeignOnly > kForeignMax && mTarget.channel != kBroadcastChannel) {
@@ -276,7 +289,7 @@ DVFrameAssembler::Packet IEEE1394Stream::foreignPacket(std::span<const std::uint
         logFromReceiveThread("%s sends under another node number", mName.c_str());
         mForeignOnly = 0;
         mAssembler.setSource(DVFrameAssembler::kAnySource);
-        return mAssembler.packet(packet, cycle);
+        return mAssembler.packet(packet, time);
     }
     return DVFrameAssembler::Packet::kForeign;
 }

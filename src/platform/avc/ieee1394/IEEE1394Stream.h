@@ -42,7 +42,7 @@ private:
     void checkSilence();
     void isoPacket(std::span<const std::uint8_t> packet, unsigned cycle) override;
     [[nodiscard]] DVFrameAssembler::Packet foreignPacket(std::span<const std::uint8_t> packet,
-                                                         std::uint64_t cycle);
+                                                         PacketTime time);
     void dataArrived();
     void lookAtSignal(std::uint32_t frameLength);
     void tellSignal(const SeenSignal& signal);
