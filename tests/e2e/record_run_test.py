@@ -1,12 +1,12 @@
 """The program as a command: --record, what it prints, and what its exit status tells."""
 
 import os
-import pty
 import signal
 import subprocess
 import unittest
 
-from takebox import PAL_FRAME, PROGRAM, RecordingTest, deck, read_terminal, size_of, wait_until
+from takebox import (PAL_FRAME, PROGRAM, RecordingTest, deck, open_terminal, read_terminal, size_of,
+                     wait_until)
 
 PAL_DECK = 0x11
 NTSC_DECK = 0x22
@@ -35,7 +35,7 @@ class RecordRun(RecordingTest):
         self.assertRegex(program.output(), r"LOST: only 0\.[0-9]+ of 1 s were received")
 
     def test_on_a_terminal_progress_stays_on_one_line(self):
-        ours, theirs = pty.openpty()
+        ours, theirs = open_terminal(self)
         program = subprocess.Popen(
             [PROGRAM, "--record", "1", "--to", self.takes, deck("pal", PAL_DECK)],
             env={**os.environ, "HOME": self.home, "QT_QPA_PLATFORM": "offscreen"},

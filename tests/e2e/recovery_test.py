@@ -1,7 +1,6 @@
 """Recordings that were cut off become whole movies, and nothing else is touched."""
 
 import os
-import pty
 import random
 import re
 import shutil
@@ -13,7 +12,8 @@ import unittest
 
 from cut_off import decode_errors, difference, media_data, on_disk, raw_files, recover
 from takebox import (NTSC_FRAME, PAL_FRAME, PROGRAM, TakeboxTest, deck, deck_key, deck_settings, ffprobe,
-                     read_file, read_terminal, size_of, small_disk, video_packets, wait_until, write_preferences)
+                     open_terminal, read_file, read_terminal, size_of, small_disk, video_packets,
+                     wait_until, write_preferences)
 
 GUID = 0x5151
 KILLS = 6
@@ -77,7 +77,7 @@ class Recovery(TakeboxTest):
 
     def test_a_terminal_shows_how_far_it_is(self):
         self.cut_off()
-        ours, theirs = pty.openpty()
+        ours, theirs = open_terminal(self)
         with self.recover_on_terminal(theirs, self.movie) as program:
             os.close(theirs)
             shown = read_terminal(ours)
@@ -93,7 +93,7 @@ class Recovery(TakeboxTest):
     def test_an_interrupt_stops_it_and_leaves_everything_as_it_was(self):
         self.cut_off()
         before = {path: read_file(path) for path in (self.movie, self.reference)}
-        ours, theirs = pty.openpty()
+        ours, theirs = open_terminal(self)
         termios.tcflow(theirs, termios.TCOOFF)  # the program cannot go on from its first bar
         with self.recover_on_terminal(theirs, self.movie, self.reference) as program:
             def catches_interrupts():

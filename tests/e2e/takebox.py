@@ -5,6 +5,7 @@ names."""
 import contextlib
 import os
 import plistlib
+import pty
 import re
 import shutil
 import signal
@@ -47,6 +48,14 @@ def size_of(path):
 def read_file(path):
     with open(path, "rb") as file:
         return file.read()
+
+
+def open_terminal(test):
+    """Both ends of a terminal, ours first. Where the system has none, the test is skipped."""
+    try:
+        return pty.openpty()
+    except OSError as error:
+        return test.skipTest(f"no terminal can be made here: {error}")
 
 
 def read_terminal(descriptor):

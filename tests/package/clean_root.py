@@ -35,6 +35,7 @@ class CleanRoot:
         self.mounts = []
         self.mount("--bind", self.path, "/")  # or no program in there could have its own mounts
         self.mount("-t", "proc", "proc", "/proc")
+        self.mount("-t", "devpts", "-o", "ptmxmode=0666", "devpts", "/dev/pts")
         self.mount("--bind", "/tmp", "/tmp")
 
     def mount(self, *arguments):
