@@ -224,11 +224,12 @@ class TwoDecks(RemoteTest):
         descriptors = pathlib.Path(f"/proc/{self.program.process.pid}/fd")
         with self.client(self.program) as client:
             client.ask("version")
-            before = len(list(descriptors.iterdir()))
+            # The start may still open and close some for itself: a handful, not hundreds.
+            allowed = len(list(descriptors.iterdir())) + 10
             for number in range(1000):
                 with self.client(self.program, HOSTS[number % 2]) as other:
                     self.assertEqual(other.ask("version"), "100")
-            wait_until(lambda: len(list(descriptors.iterdir())) == before, "closed connections")
+            wait_until(lambda: len(list(descriptors.iterdir())) <= allowed, "closed connections")
 
     def test_a_port_in_use_is_told_by_domain_and_code(self):
         other = self.run_program("--control-port", str(self.program.port),
