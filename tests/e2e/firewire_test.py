@@ -72,8 +72,8 @@ class FireWire(RecordingTest):
         self.end_well(program)
         self.check_both(60)
 
-    def test_eight_times_as_fast(self):
-        _, program, pal, ntsc = self.start_with_decks("speed=8", "patient=yes")
+    def test_four_times_as_fast(self):
+        _, program, pal, ntsc = self.start_with_decks("speed=4", "patient=yes")
         for index in (pal, ntsc):
             self.wait_for_signal(program, index)
             self.assertEqual(program.ask(f"RECORD {index}"), "OK")
