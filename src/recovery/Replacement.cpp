@@ -33,6 +33,37 @@ QString keptPath(const QString& original, int number) {
     return file.path() + QLatin1Char('/') + file.completeBaseName() + mark + suffix;
 }
 
+/// Renames a file unless the new name is taken. @return 0 or an errno value; EEXIST: it is.
+int renameToFreeName(const char* from, const char* to) {
+    if (::renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0) {
+        return 0;
+    }
+    if (errno != EINVAL) {
+        return errno;
+    }
+    // Some network shares do not know that flag: there a look must do.
+    if (::faccessat(AT_FDCWD, to, F_OK, AT_SYMLINK_NOFOLLOW) == 0) {
+        return EEXIST;
+    }
+    return errno == ENOENT && ::rename(from, to) == 0 ? 0 : errno;
+}
+
+/// Gives a file a second name, so that its own is never without a file; where files have one name
+/// only, another one. @return as renameToFreeName().
+int keepAs(const char* original, const char* kept) {
+    if (::link(original, kept) == 0) {
+        return 0;
+    }
+    return errno == EEXIST ? EEXIST : renameToFreeName(original, kept);
+}
+
+void takeBack(const char* kept, const char* original) {
+    // Of two names of one file, both are there still.
+    if (::rename(kept, original) == 0) {
+        ::unlink(kept);
+    }
+}
+
 }  // namespace
 
 Replacement::Replacement(QString original)
@@ -49,24 +80,17 @@ int Replacement::replaceOriginal(QString& kept) {
     const QByteArray temporary = onDisk(mTemporaryPath);
     for (int number = 1; number <= kLargestNumber; ++number) {
         const QString path = keptPath(mOriginal, number);
-        // A second name first, so that the original's own is never without a file.
-        if (::link(original.constData(), onDisk(path).constData()) == 0) {
-            if (::rename(temporary.constData(), original.constData()) != 0) {
-                const int error = errno;
-                ::unlink(onDisk(path).constData());
-                return error;
-            }
-        } else if (errno == EEXIST) {
+        const QByteArray second = onDisk(path);
+        const int notKept = keepAs(original.constData(), second.constData());
+        if (notKept == EEXIST) {
             continue;
-        } else if (::renameat2(AT_FDCWD, original.constData(), AT_FDCWD, onDisk(path).constData(),
-                               RENAME_NOREPLACE) != 0) {
-            if (errno == EEXIST) {
-                continue;
-            }
-            return errno;
-        } else if (::rename(temporary.constData(), original.constData()) != 0) {
+        }
+        if (notKept != 0) {
+            return notKept;
+        }
+        if (::rename(temporary.constData(), original.constData()) != 0) {
             const int error = errno;
-            ::rename(onDisk(path).constData(), original.constData());
+            takeBack(second.constData(), original.constData());
             return error;
         }
         mTemporaryPath.clear();

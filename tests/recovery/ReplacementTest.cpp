@@ -2,11 +2,13 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <QDir>
 #include <QTemporaryDir>
 #include <cerrno>
+#include <cstdio>
 
 #include "support/Files.h"
 
@@ -14,6 +16,8 @@ namespace {
 
 /// What link() fails with; 0: it does its work.
 int gLinkError = 0;
+/// What renameat2() fails with; 0: it does its work.
+int gFlagError = 0;
 
 }  // namespace
 
@@ -26,19 +30,39 @@ extern "C" int link(const char* from, const char* to) noexcept {
     return ::linkat(AT_FDCWD, from, AT_FDCWD, to, 0);
 }
 
+/// The same: some network shares cannot promise to replace no file.
+extern "C" int renameat2(int fromFolder, const char* from, int toFolder, const char* to,
+                         unsigned int flags) noexcept {
+    if (gFlagError != 0) {
+        errno = gFlagError;
+        return -1;
+    }
+    return static_cast<int>(::syscall(SYS_renameat2, fromFolder, from, toFolder, to, flags));
+}
+
 namespace takebox::test {
 namespace {
 
 using namespace Qt::StringLiterals;
 
-/// On a file system that knows hard links, and on one that does not.
-class ReplacedFile : public testing::TestWithParam<bool> {
+struct FileSystem {
+    const char* name;
+    int linkError;
+    int flagError;
+};
+
+void PrintTo(const FileSystem& row, std::ostream* stream) {
+    *stream << row.name;
+}
+
+class ReplacedFile : public testing::TestWithParam<FileSystem> {
 protected:
     ReplacedFile() {
-        gLinkError = GetParam() ? 0 : EPERM;
+        gLinkError = GetParam().linkError;
+        gFlagError = GetParam().flagError;
         writeFile(original, "old");
     }
-    ~ReplacedFile() override { gLinkError = 0; }
+    ~ReplacedFile() override { gLinkError = gFlagError = 0; }
 
     [[nodiscard]] QString path(const QString& name) const { return folder.filePath(name); }
     [[nodiscard]] QStringList files() const {
@@ -50,9 +74,14 @@ protected:
     QString kept;
 };
 
-INSTANTIATE_TEST_SUITE_P(FileSystems, ReplacedFile, testing::Bool(), [](const auto& row) {
-    return row.param ? "withHardLinks" : "withoutHardLinks";
-});
+constexpr FileSystem kFileSystems[] = {
+    {"withHardLinks", 0, 0},
+    {"withoutHardLinks", EPERM, 0},
+    {"withoutHardLinksAndFlags", EPERM, EINVAL},
+};
+
+INSTANTIATE_TEST_SUITE_P(FileSystems, ReplacedFile, testing::ValuesIn(kFileSystems),
+                         [](const auto& row) { return row.param.name; });
 
 TEST_P(ReplacedFile, isKeptBesideTheNewOne) {
     Replacement replacement(original);
