@@ -15,8 +15,9 @@
 namespace takebox {
 namespace {
 
-constexpr double kDeviceWait = 3.0;  // seconds for devices to be found
-constexpr double kDeviceInterval = 0.05;
+constexpr double kDeviceWait = 3.0;  // seconds for devices to be found and to show a picture
+constexpr double kSignalWait = 1.0;  // of it for the picture: a deck that stands may send none
+constexpr double kDeviceInterval = 0.02;
 constexpr double kFirstLook = 0.1;
 constexpr double kShortestWait = 0.02;
 constexpr double kGrace = 2.0;  // seconds beyond the wanted length before giving up
@@ -82,16 +83,35 @@ void RecordRun::start() {
 
 void RecordRun::waitForDevices() {
     gDVDevicesController->updateDeviceWindows();
+    const bool isOver =
+        mIsInterrupted || secondsBetween(mStarted, mClock.monotonicNow()) > kDeviceWait;
+    if (!isOver && !areDevicesReady()) {
+        return;
+    }
+    mClock.cancel(std::exchange(mTimer, 0));
     if (gDVDevicesController->hasDVDevice()) {
-        mClock.cancel(std::exchange(mTimer, 0));
         startTakes();
-    } else if (mIsInterrupted || secondsBetween(mStarted, mClock.monotonicNow()) > kDeviceWait) {
-        mClock.cancel(std::exchange(mTimer, 0));
+    } else {
         printError(
             QStringLiteral("no DV device found. Connect one and switch it on, or try "
                            "--virtual-deck ntsc."));
         finish(1);
     }
+}
+
+/// Every device is known, and a frame has told its time code, with which the movies begin.
+bool RecordRun::areDevicesReady() {
+    if (!gDVDevicesController->hasDVDevice() || gAVCDeviceController->isAskingDevices()) {
+        return false;
+    }
+    const std::int64_t now = mClock.monotonicNow();
+    mDevicesFound = mDevicesFound.value_or(now);
+    const auto& entries = gDVDevicesController->devices();
+    return secondsBetween(*mDevicesFound, now) > kSignalWait ||
+           std::all_of(entries.begin(), entries.end(), [](const auto& entry) {
+               const auto device = entry->device();
+               return !device->hasStream() || device->receivedFrames() != 0;
+           });
 }
 
 void RecordRun::startTakes() {

@@ -3,6 +3,7 @@
 #include <QObject>
 #include <QString>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "recording/CDVDeviceWindowController.h"
@@ -19,7 +20,8 @@ public:
     RecordRun(double seconds, const QString& folder);
     ~RecordRun() override;
 
-    /// Starts as soon as there is a device. The outcome comes with finished().
+    /// Starts as soon as every device shows a picture; a second later without one, for a deck that
+    /// stands. The outcome comes with finished().
     void start();
 
     /// Ends early; what has been recorded is complete.
@@ -35,6 +37,7 @@ private:
 
     [[nodiscard]] bool folderIsUsable() const;
     void waitForDevices();
+    [[nodiscard]] bool areDevicesReady();
     void startTakes();
     void update();
     [[nodiscard]] double secondsLeft() const;
@@ -48,7 +51,8 @@ private:
     Clock& mClock;
     Clock::Timer mTimer = 0;
     std::int64_t mStarted = 0;  // monotonic nanoseconds
-    double mNextShown = 0.0;    // seconds after the start
+    std::optional<std::int64_t> mDevicesFound;
+    double mNextShown = 0.0;  // seconds after the start
     bool mIsInterrupted = false;
     std::vector<Take> mTakes;
 };

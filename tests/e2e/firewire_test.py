@@ -5,8 +5,8 @@ import os
 import sys
 import unittest
 
-from takebox import (NTSC_FRAME, PAL_FRAME, RecordingTest, size_of, wait_until,
-                     write_preferences)
+from takebox import (NTSC_FRAME, PAL_FRAME, RecordingTest, ffprobe, frames_of_time_code, make_tape,
+                     read_file, size_of, tape_time_code, wait_until, write_preferences)
 
 sys.path.insert(0, os.path.join(os.path.dirname(__file__), "..", "support", "firewire"))
 from firewire_bench import FirewireBench  # noqa: E402
@@ -215,6 +215,25 @@ class FireWire(RecordingTest):
         frames = self.check_take(files, NTSC_FRAME, covered=59)
         self.assertGreaterEqual(frames, 59)
         self.check_source(files, NTSC_FRAME, self.ntsc_tape, frames)
+
+    def test_a_recording_from_the_command_line_has_every_deck_and_its_time_code(self):
+        tapes = [make_tape(os.path.join(self.folder, f"{standard}-coded.dv"), standard,
+                           time_code="10:20:30:05") for standard in ("pal", "ntsc")]
+        # The second one is slower to say what it is.
+        bench = self.bench(f"card 0\ndeck {PAL_DECK:016x} model=Quick source={tapes[0]}\n"
+                           f"deck {NTSC_DECK:016x} model=Slow source={tapes[1]} answers=no\n")
+        program = self.run_program("--record", "1", "--to", self.takes, headless=False,
+                                   environment=bench.environment)
+        self.assertEqual(program.wait(), 0, program.log() + program.output())
+        for model, frame_size, rate in (("Quick", PAL_FRAME, 25), ("Slow", NTSC_FRAME, 30)):
+            name, = [name[:-4] for name in os.listdir(self.takes)
+                     if model in name and name.endswith(".mov")]
+            files = self.take(name)
+            first = tape_time_code(read_file(files["dv"])[:frame_size], rate)
+            for kind in ("mov", "ref"):
+                start, = ffprobe(files[kind], "stream_tags=timecode", "-select_streams", "d")
+                self.assertRegex(start, "^10:20:3")
+                self.assertLessEqual(frames_of_time_code(start, rate), first)
 
 
 if __name__ == "__main__":

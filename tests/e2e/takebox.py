@@ -425,12 +425,14 @@ def ffmpeg(*arguments):
     return done.stdout
 
 
-def make_tape(path, standard, frames=40, tone="sine=frequency=440:sample_rate=48000"):
+def make_tape(path, standard, frames=40, tone="sine=frequency=440:sample_rate=48000",
+              time_code=None):
     """A file of DV frames with sound, "pal" or "ntsc"; every frame is different."""
     pal = standard == "pal"
     size, rate = ("720x576", "25") if pal else ("720x480", "30000/1001")
     seconds = frames / (25 if pal else 30000 / 1001)
     ffmpeg("-f", "lavfi", "-i", f"testsrc2=size={size}:rate={rate}", "-f", "lavfi", "-i", tone,
+           *(["-timecode", time_code] if time_code else []),
            "-ac", "2", "-t", str(seconds), "-target", f"{standard}-dv", path)
     return path
 

@@ -21,6 +21,11 @@ AVCDevice* AVCDeviceController::findDeviceByGuid(std::uint64_t guid) const {
     return found != mDevices.end() ? found->get() : nullptr;
 }
 
+bool AVCDeviceController::isAskingDevices() const {
+    return std::any_of(mBackends.begin(), mBackends.end(),
+                       [](const auto& backend) { return backend->isAskingDevices(); });
+}
+
 void AVCDeviceController::addDevice(std::unique_ptr<AVCDevice> device) {
     mDevices.push_back(std::move(device));
     if (mDevices.back()) {

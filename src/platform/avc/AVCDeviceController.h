@@ -21,6 +21,8 @@ public:
     virtual ~AVCBackend() = default;
     /// Starts looking for devices. The controller outlives the backend.
     virtual void start(AVCDeviceController& controller) = 0;
+    /// Whether a device is on the bus whose record is yet to come.
+    [[nodiscard]] virtual bool isAskingDevices() const { return false; }
 };
 
 /// All DV devices of the process, in the order in which they were first seen. Main thread only.
@@ -37,6 +39,8 @@ public:
     [[nodiscard]] AVCDevice* deviceAtIndex(int index) const;
     /// Null when no device has the GUID; attached or not.
     [[nodiscard]] AVCDevice* findDeviceByGuid(std::uint64_t guid) const;
+    /// Whether a backend still finds out what one of the devices on its bus is.
+    [[nodiscard]] bool isAskingDevices() const;
 
     /// For backends: takes over a new record and notifies. Records are never removed. Null keeps an
     /// index for a device whose record cannot be made.

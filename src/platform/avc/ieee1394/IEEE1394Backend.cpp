@@ -40,6 +40,10 @@ public:
     }
 
     void start(AVCDeviceController& controller);
+    [[nodiscard]] bool isAskingDevices() const {
+        return std::any_of(mNewDevices.begin(), mNewDevices.end(),
+                           [](const NewDevice& device) { return device->isPresent(); });
+    }
 
 private:
     /// A device that the controller has not been given yet.
@@ -66,6 +70,10 @@ IEEE1394Backend::~IEEE1394Backend() = default;
 
 void IEEE1394Backend::start(AVCDeviceController& controller) {
     d->start(controller);
+}
+
+bool IEEE1394Backend::isAskingDevices() const {
+    return d->isAskingDevices();
 }
 
 void IEEE1394Backend::Private::start(AVCDeviceController& controller) {

@@ -20,6 +20,7 @@ public:
     IEEE1394Backend& operator=(const IEEE1394Backend&) = delete;
 
     void start(AVCDeviceController& controller) override;
+    [[nodiscard]] bool isAskingDevices() const override;
 
 private:
     class Private;

@@ -27,6 +27,8 @@ public:
     void sendTapeCommand(std::uint8_t opcode, std::uint8_t operand, TapeResultProc result) override;
 
     // For the backend.
+    /// On the bus, though perhaps not attached yet.
+    [[nodiscard]] bool isPresent() const { return mIsPresent; }
     void nodeAppeared(const BusNode& node);
     void nodeChanged(const BusNode& node);
     void nodeRemoved(int number);
