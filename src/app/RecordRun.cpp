@@ -6,6 +6,7 @@
 #include <QFileInfo>
 #include <algorithm>
 #include <cerrno>
+#include <cmath>
 #include <cstring>
 #include <utility>
 
@@ -25,6 +26,13 @@ constexpr int kInterrupted = 130;
 
 double secondsBetween(std::int64_t begin, std::int64_t end) {
     return static_cast<double>(end - begin) / 1e9;
+}
+
+/// Seconds that the frames of a recording play: it is counted at the nominal rate of its device.
+double playingTime(double seconds, const CDVDevice& device) {
+    constexpr double kInexactness = 1e-6;  // of the product, in frames
+    const double frames = std::ceil(seconds * device.nominalFramesPerSecond() - kInexactness);
+    return frames / device.framesPerSecond();
 }
 
 QString timeCodeText(const TimeCodeRecord& timeCode) {
@@ -125,7 +133,7 @@ void RecordRun::startTakes() {
         controller->setRawRecordingFolderPath(mFolder);
         controller->setReferenceMovieFolderPath(mFolder);
         controller->setSelfContainedRecordingFolderPath(mFolder);
-        controller->setReferenceMovieDuration(mSeconds);
+        controller->setReferenceMovieDuration(playingTime(mSeconds, *controller->device()));
         controller->setCreateReferenceMovie(true);
         controller->setCreateSelfContainedMovie(true);
         controller->setLoopRecording(false);

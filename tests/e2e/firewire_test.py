@@ -212,8 +212,8 @@ class FireWire(RecordingTest):
         self.assertIn("nothing lost", program.output())
         name = next(name[:-4] for name in os.listdir(self.takes) if name.endswith(".mov"))
         files = self.take(name)
-        frames = self.check_take(files, NTSC_FRAME, covered=59)
-        self.assertGreaterEqual(frames, 59)
+        frames = self.check_take(files, NTSC_FRAME, covered=60)
+        self.assertGreaterEqual(frames, 60)
         self.check_source(files, NTSC_FRAME, self.ntsc_tape, frames)
 
     def test_a_recording_from_the_command_line_has_every_deck_and_its_time_code(self):

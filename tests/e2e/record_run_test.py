@@ -1,12 +1,13 @@
 """The program as a command: --record, what it prints, and what its exit status tells."""
 
+import glob
 import os
 import signal
 import subprocess
 import unittest
 
-from takebox import (PAL_FRAME, PROGRAM, RecordingTest, deck, open_terminal, read_terminal, size_of,
-                     wait_until)
+from takebox import (PAL_FRAME, PROGRAM, RecordingTest, deck, ffprobe, open_terminal, read_terminal,
+                     size_of, wait_until)
 
 PAL_DECK = 0x11
 NTSC_DECK = 0x22
@@ -116,6 +117,16 @@ class RecordRun(RecordingTest):
         names = sorted(name for name in os.listdir(self.takes) if name.endswith(".mov"))
         self.assertEqual(len(names), 2)
         self.assertRegex(names[0], r"^Deck v1-2 [0-9]{4}-[0-9]{2}-[0-9]{2} .*s\.mov$")
+
+    def test_the_reference_movie_covers_the_frames_that_were_asked_for(self):
+        program = self.record(2, deck("pal", PAL_DECK, name="Pal"),
+                              deck("ntsc", NTSC_DECK, name="Ntsc"))
+        self.assertEqual(program.status, 0, program.output())
+        # NTSC is counted at 30 frames in a second and played at 29.97.
+        for name, frames in (("Pal", 50), ("Ntsc", 60)):
+            movie, = glob.glob(os.path.join(self.takes, f"{name} *.ref"))
+            self.assertEqual(ffprobe(movie, "stream=nb_frames", "-select_streams", "v"),
+                             [str(frames)])
 
 
 if __name__ == "__main__":
