@@ -51,6 +51,9 @@ TEST_F(CDVDeviceTest, stripsDownWhenTheDeviceIsNotFound) {
     EXPECT_FALSE(device->hasStream());
     EXPECT_EQ(device->deviceGUIDString(), QStringLiteral("0000000000000001"));
     EXPECT_DOUBLE_EQ(device->recordedTime(), 0.0);
+    // The shape of PAL pictures is the one that the flag changes.
+    device->preview().set16By9(true);
+    EXPECT_EQ(device->previewBounds(), QRectF(0, 0, 240, 135));
 }
 
 TEST_F(CDVDeviceTest, reportsADeviceThatCannotBeOpened) {
