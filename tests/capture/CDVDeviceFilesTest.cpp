@@ -1,6 +1,7 @@
 // The files of a recording device.
 
 #include "capture/CaptureBench.h"
+#include "storage/DVDescriptions.h"
 #include "support/Files.h"
 
 namespace takebox {
@@ -80,6 +81,32 @@ TEST_F(CDVDeviceFiles, takesTheNameOfItsSelfContainedMovieAtOnce) {
               1);
 }
 
+class SelfContainedMovieOf : public CDVDeviceFiles, public testing::WithParamInterface<bool> {};
+INSTANTIATE_TEST_SUITE_P(Standards, SelfContainedMovieOf, testing::Bool());
+
+TEST_P(SelfContainedMovieOf, aDeviceIsSetUpForItsStandard) {
+    const bool isPAL = GetParam();
+    makeDevice(isPAL ? kPALMode : kNTSCMode);
+    device->setShouldCreateSelfContainedMovie(true);
+    device->setSelfContainedCapturePath(path("take.mov"));
+    device->setMonoTracks(!isPAL);
+    device->startRecordingWithPreAllocationDuration(10, {1, 2, 3, 4});
+    const auto movie = device->selfContainedMovie();
+    ASSERT_TRUE(movie);
+    EXPECT_EQ(movie->isPAL(), isPAL);
+    EXPECT_EQ(movie->movieFilePath(), path("take.mov"));
+    EXPECT_EQ(movie->monoTracks(), !isPAL);
+    EXPECT_FALSE(movie->dropFrame());
+    EXPECT_EQ(movie->audioTracksCount(), 1);
+    EXPECT_EQ(movie->audioTimeScaleForTrackIndex(0), 48000);
+    EXPECT_EQ(movie->startTimeCode(), (TimeCodeRecord{1, 2, 3, 4}));
+    EXPECT_EQ(movie->audioDescriptionHandleForTrackIndex(0), createDVSoundDescriptionHandle());
+    EXPECT_EQ(movie->videoFrameSize(), isPAL ? 144000U : 120000U);
+    EXPECT_EQ(movie->videoDescriptionHandle(),
+              isPAL ? createDVPALImageDescriptionHandle() : createDVNTSCImageDescriptionHandle());
+    EXPECT_EQ(movie->videoTimeScale(), isPAL ? 2500 : 2997);
+}
+
 TEST_F(CDVDeviceFiles, makesNoRawFilesForASelfContainedMovieAlone) {
     makeDevice(kPALMode);
     device->setShouldCreateReferenceMovie(false);
@@ -112,6 +139,7 @@ TEST_F(CDVDeviceFiles, rewindsTheRawFilesAtTheLoopPoint) {
     EXPECT_DOUBLE_EQ(device->recordedTime(), 1801 / 30.0);
     send(28, false);
     device->stopRecording(true);
+    EXPECT_DOUBLE_EQ(device->loopRecordedTime(), 0.0);
     finishWriting();
     // The chunk with the marked frame (1801st to 1810th) ends the first round; the rest is at the
     // start.
@@ -119,6 +147,8 @@ TEST_F(CDVDeviceFiles, rewindsTheRawFilesAtTheLoopPoint) {
     EXPECT_EQ(all.size(), 1810 * 120000);
     EXPECT_EQ(all.mid(111, 4), QByteArray::fromHex("10000100"));  // frame 1810
     EXPECT_EQ(all.mid(19 * 120000 + 111, 4), QByteArray::fromHex("19000000"));
+    // A chunk of sound takes that of 24 frames; the marked one is the first of its chunk.
+    EXPECT_EQ(contents("take.aud").size(), 1824 * 1602 * 4);
 }
 
 TEST_F(CDVDeviceFiles, keepsOldContentsUnlessToldToErase) {

@@ -337,6 +337,11 @@ TEST(ImageDescription, isThatOfDV) {
     EXPECT_EQ(ntsc.height, 480);
     EXPECT_EQ(ntsc.spatialQuality, 512U);
     EXPECT_EQ(ntsc.hRes, 72 << 16);
+    EXPECT_EQ(ntsc.vRes, 72 << 16);
+    EXPECT_EQ(ntsc.dataRefIndex, 1);
+    EXPECT_EQ(ntsc.temporalQuality, 0U);
+    EXPECT_EQ(ntsc.dataSize, 0);
+    EXPECT_EQ(ntsc.frameCount, 0);
     EXPECT_EQ(ntsc.depth, 24);
     EXPECT_EQ(ntsc.clutID, -1);
     EXPECT_EQ(std::string(ntsc.name.data() + 1), "DV - NTSC");
