@@ -96,7 +96,9 @@ TEST_F(CDVDeviceTest, printsAStreamThatDoesNotStart) {
 TEST_F(CDVDeviceTest, countsRecordedTimeAtTheNominalRate) {
     makeDevice(kNTSCMode);
     startRaw();
-    send(300, false);
+    send(29, false);
+    EXPECT_EQ(device->recordedTimeCode(), QStringLiteral("00:00:00:29"));
+    send(271, false);
     EXPECT_DOUBLE_EQ(device->recordedTime(), 10.0);
     EXPECT_EQ(device->recordedTimeCode(), QStringLiteral("00:00:10:00"));
     EXPECT_DOUBLE_EQ(device->currentTimeCodeAsDouble(), 9 + 29 / 29.97);
@@ -201,6 +203,16 @@ TEST_F(CDVDeviceTest, bringsPicturesOnlyToThoseWhoLook) {
     device->setDelegate(&delegate);
     EXPECT_EQ(delegate.images, 3) << "the frame that nobody has seen";
     device->setDelegate(nullptr);
+}
+
+TEST_F(CDVDeviceTest, shapesItsPictureAsTheFramesSay) {
+    makeDevice(kPALMode);
+    auto frame = fakeFrame(true, 0);
+    for (const bool isWide : {true, false}) {
+        frame[455] = isWide ? 0x02 : 0x00;
+        deck->sendFrame(frame);
+        EXPECT_EQ(device->previewBounds(), QRectF(0, 0, isWide ? 240 : 180, 135));
+    }
 }
 
 TEST_F(CDVDeviceTest, makesAJPEGOfTheNewestFrameWhenAsked) {

@@ -94,6 +94,13 @@ struct SelfContained {
         return number(payload(source, tree.find(path)), offset, 4);
     }
     std::uint64_t samplesOf(int track) { return tableNumber(track, "stsz", 8); }
+    /// 256 is full.
+    std::uint64_t volumeOf(int track) {
+        const ByteSource source = bytesOf(disk.bytes);
+        const AtomTree tree = readAtoms(source, disk.bytes.size());
+        const std::string path = "moov/trak[" + std::to_string(track) + "]/tkhd";
+        return number(payload(source, tree.find(path)), 36, 2);
+    }
 
     Gate gate;
     MemoryDisk disk;
@@ -127,6 +134,8 @@ TEST(SelfContainedMovie, holdsEveryFrameAndSample) {
         EXPECT_EQ(recording.samplesOf(0), 100U);
         EXPECT_EQ(recording.samplesOf(1), isPAL ? 192000U : 160200U);
         EXPECT_EQ(recording.samplesOf(2), 1U) << "the time code";
+        EXPECT_EQ(recording.volumeOf(0), 0U);
+        EXPECT_EQ(recording.volumeOf(1), 256U);
         EXPECT_EQ(recording.tableNumber(0, "stsz", 4), recording.frame.size());
         EXPECT_FALSE(recording.movie->isOpen());
         EXPECT_EQ(recording.movie->movie(), nullptr);

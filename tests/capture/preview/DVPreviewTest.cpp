@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <QBuffer>
 #include <QImage>
 #include <thread>
 
@@ -145,6 +146,16 @@ TEST_F(DVPreviewTest, answersTheNewestPictureAsJPEG) {
     EXPECT_EQ(preview.JPEGPreviewData(), jpeg);
     show(frames[2]);
     EXPECT_NE(preview.JPEGPreviewData(), jpeg);
+}
+
+TEST_F(DVPreviewTest, encodesAtAQuarterOfTheQuality) {
+    show(frames[0]);
+    show(frames[1]);
+    ASSERT_EQ(onlooker.images.size(), 1U);
+    QByteArray quarter;
+    QBuffer buffer(&quarter);
+    ASSERT_TRUE(onlooker.images[0].save(&buffer, "JPEG", 25));
+    EXPECT_EQ(preview.JPEGPreviewData(), quarter);
 }
 
 TEST_F(DVPreviewTest, decodesForTheJPEGWhenNobodyLooks) {
