@@ -91,13 +91,14 @@ void RecordRun::start() {
 
 void RecordRun::waitForDevices() {
     gDVDevicesController->updateDeviceWindows();
-    const bool isOver =
-        mIsInterrupted || secondsBetween(mStarted, mClock.monotonicNow()) > kDeviceWait;
-    if (!isOver && !areDevicesReady()) {
+    const bool isOver = secondsBetween(mStarted, mClock.monotonicNow()) > kDeviceWait;
+    if (!isOver && !mIsInterrupted && !areDevicesReady()) {
         return;
     }
     mClock.cancel(std::exchange(mTimer, 0));
-    if (gDVDevicesController->hasDVDevice()) {
+    if (mIsInterrupted) {
+        finish(kInterrupted);
+    } else if (gDVDevicesController->hasDVDevice()) {
         startTakes();
     } else {
         printError(

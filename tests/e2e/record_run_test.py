@@ -109,6 +109,17 @@ class RecordRun(RecordingTest):
         name = next(name[:-4] for name in os.listdir(self.takes) if name.endswith(".mov"))
         self.check_take(self.take(name), PAL_FRAME, covered=size_of(self.raw_files()[0]) // PAL_FRAME)
 
+    def test_interrupted_before_it_begins_it_makes_no_file(self):
+        # A deck that stands is waited for.
+        program = self.run_program("--record", "60", "--to", self.takes,
+                                   deck("pal", PAL_DECK, cue="yes"), headless=False)
+        descriptors = f"/proc/{program.process.pid}/fd"
+        wait_until(lambda: any("signalfd" in os.path.realpath(os.path.join(descriptors, name))
+                               for name in os.listdir(descriptors)), "signals to be handled")
+        program.process.send_signal(signal.SIGINT)
+        self.assertEqual(program.wait(), 130, program.output())
+        self.assertEqual(os.listdir(self.takes), [])
+
     def test_two_decks_and_a_name_with_a_full_stop(self):
         program = self.record(1, deck("pal", PAL_DECK, name="Deck v1.2"),
                               deck("ntsc", NTSC_DECK))
