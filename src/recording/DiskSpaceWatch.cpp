@@ -6,6 +6,7 @@
 #include <QObject>
 #include <QStorageInfo>
 #include <algorithm>
+#include <cmath>
 #include <filesystem>
 #include <map>
 #include <set>
@@ -14,11 +15,15 @@
 namespace takebox {
 namespace {
 
+constexpr double kMinute = 60.0;
 constexpr double kFiveMinutes = 300.0;
 
+// A preset time may be longer than any integer holds.
 QString minutesAndSeconds(double seconds) {
-    const auto whole = static_cast<int>(seconds);
-    return QStringLiteral("%1:%2").arg(whole / 60).arg(whole % 60, 2, 10, QLatin1Char('0'));
+    const auto rest = static_cast<int>(std::fmod(seconds, kMinute));
+    return QStringLiteral("%1:%2")
+        .arg(std::floor(seconds / kMinute), 0, 'f', 0)
+        .arg(rest, 2, 10, QLatin1Char('0'));
 }
 
 /// Those of the folders that are there.

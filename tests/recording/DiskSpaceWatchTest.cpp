@@ -6,6 +6,8 @@
 #include <QStorageInfo>
 #include <QTemporaryDir>
 #include <algorithm>
+#include <limits>
+#include <string>
 
 namespace takebox {
 namespace {
@@ -22,6 +24,17 @@ TEST(DiskSpaceWatchTest, WarnsOnceBelowThePresetTimeAndOnceAtFiveMinutes) {
     EXPECT_FALSE(watch.check(3000, 3600, kDeck));
     EXPECT_TRUE(watch.check(299, 3600, kDeck));
     EXPECT_FALSE(watch.check(10, 3600, kDeck));
+}
+
+TEST(DiskSpaceWatchTest, TellsAPresetTimeOfAnyLength) {
+    const auto presetOf = [](double preset) {
+        const QString message = DiskSpaceWatch().check(60, preset, kDeck)->message;
+        return message.section(QLatin1Char(' '), -1).toStdString();
+    };
+    EXPECT_EQ(presetOf(61.5), "1:01.");
+    EXPECT_EQ(presetOf(6e12), "100000000000:00.");
+    EXPECT_EQ(presetOf(6e12 + 59), "100000000000:59.");
+    EXPECT_EQ(presetOf(std::numeric_limits<double>::max()).find('-'), std::string::npos);
 }
 
 TEST(DiskSpaceWatchTest, WarnsAgainWhenThereWasRoomInBetween) {
