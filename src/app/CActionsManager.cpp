@@ -4,25 +4,14 @@
 #include <QDirIterator>
 #include <QStandardPaths>
 #include <algorithm>
-#include <csignal>
 #include <utility>
 
 #include "platform/log/Log.h"
+#include "platform/runloop/Termination.h"
 
 namespace takebox {
 
 std::unique_ptr<CActionsManager> gActionsManager;
-
-namespace {
-
-/// A signal to end waits for the main thread, which the script holds up.
-bool isTerminationPending() {
-    sigset_t pending;
-    return sigpending(&pending) == 0 &&
-           (sigismember(&pending, SIGTERM) == 1 || sigismember(&pending, SIGINT) == 1);
-}
-
-}  // namespace
 
 CActionsManager::CActionsManager(Clock& clock, ScriptSupervisor& supervisor, ScriptDecks* decks)
     : mClock(clock), mSupervisor(supervisor), mDecks(decks) {}

@@ -7,19 +7,9 @@
 #include <csignal>
 #include <utility>
 
+#include "platform/runloop/Termination.h"
+
 namespace takebox {
-namespace {
-
-sigset_t terminationSignals() {
-    sigset_t signals;
-    sigemptyset(&signals);
-    for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
-        sigaddset(&signals, number);
-    }
-    return signals;
-}
-
-}  // namespace
 
 void TerminationSignals::block() {
     sigset_t signals = terminationSignals();

@@ -169,18 +169,21 @@ TEST_F(Actions, scriptThatRunsKeepsOthersFromStartingAndCanBeEnded) {
 TEST_F(Actions, signalToEndEndsAScriptAtOnce) {
     put(u"Endless.lua"_s, "while true do end");
     manager.loadActions();
-    sigset_t signals;
-    sigset_t before;
-    sigemptyset(&signals);
-    sigaddset(&signals, SIGTERM);
-    ASSERT_EQ(pthread_sigmask(SIG_BLOCK, &signals, &before), 0);
-    ASSERT_EQ(pthread_kill(pthread_self(), SIGTERM), 0);
-    test::LogCapture log;
-    EXPECT_FALSE(manager.executeActionWithName(u"Endless"_s));
-    EXPECT_EQ(log.count("The script \"Endless\" was ended: the program is to end"), 1);
-    const timespec now{};
-    EXPECT_EQ(sigtimedwait(&signals, nullptr, &now), SIGTERM);
-    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
+        sigset_t signals;
+        sigset_t before;
+        sigemptyset(&signals);
+        sigaddset(&signals, number);
+        ASSERT_EQ(pthread_sigmask(SIG_BLOCK, &signals, &before), 0);
+        ASSERT_EQ(pthread_kill(pthread_self(), number), 0);
+        test::LogCapture log;
+        EXPECT_FALSE(manager.executeActionWithName(u"Endless"_s));
+        EXPECT_EQ(log.count("The script \"Endless\" was ended: the program is to end"), 1)
+            << number;
+        const timespec now{};
+        EXPECT_EQ(sigtimedwait(&signals, nullptr, &now), number);
+        pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    }
 }
 
 }  // namespace
