@@ -2,6 +2,7 @@
 
 #include <netdb.h>
 #include <netinet/in.h>
+#include <poll.h>
 #include <sys/time.h>
 
 #include <array>
@@ -10,6 +11,7 @@
 #include <cstring>
 
 #include "platform/log/Log.h"
+#include "platform/runloop/Termination.h"
 #include "remote/SocketHandle.h"
 
 namespace takebox {
@@ -18,6 +20,7 @@ namespace {
 constexpr std::size_t kReplySize = 255;
 constexpr std::size_t kCommandSize = 2;
 constexpr suseconds_t kAlarmRepeatMicroseconds = 100'000;
+constexpr int kTerminationCheckMilliseconds = 100;
 
 /// The reply and its terminator, and what read() said of it.
 struct Reply {
@@ -91,8 +94,28 @@ ssize_t sendCommand(const SocketHandle& connection, const char* command) {
     return send(connection.get(), command, kCommandSize, MSG_NOSIGNAL);
 }
 
+/// Waits for a reply or the end of the connection, without a time limit. @return false when the
+/// program is told to end meanwhile: the system must not keep it from that.
+bool waitForReply(const SocketHandle& connection) {
+    pollfd waiting{connection.get(), POLLIN, 0};
+    for (;;) {
+        const int ready = poll(&waiting, 1, kTerminationCheckMilliseconds);
+        if (ready > 0 || (ready < 0 && errno != EINTR)) {
+            return true;
+        }
+        if (isTerminationPending()) {
+            logMessage("Not waiting for the playout system: the program is to end");
+            return false;
+        }
+    }
+}
+
+/// No bytes and no error, either, when the program is to end before it has come.
 Reply readReply(const SocketHandle& connection) {
     Reply reply;
+    if (!waitForReply(connection)) {
+        return reply;
+    }
     reply.count = recv(connection.get(), reply.text.data(), kReplySize, 0);
     if (reply.count > 0) {
         printMessage("Received %d bytes:\n %s\n", static_cast<int>(reply.count), reply.text.data());

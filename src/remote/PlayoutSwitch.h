@@ -17,7 +17,7 @@ inline constexpr std::uint16_t kPlayoutPort = 1025;
 inline constexpr unsigned kPlayoutConnectSeconds = 2;
 
 /// Sends "SL" (on) or "SB" (off) and waits, without a time limit, for the reply or for the system
-/// to close the connection.
+/// to close the connection; only a signal that tells the program to end ends the wait.
 /// @param address host name or dotted IPv4 address.
 /// @return 0 when the connection was made, whatever became of it then; -1 when the address could
 ///         not be resolved or did not accept a connection within 2 seconds.

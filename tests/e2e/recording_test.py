@@ -42,6 +42,20 @@ class Recording(RecordingTest):
             numbers = self.numbers_on_tape(files["dv"], tapes[name], frame_size)
             self.assertTrue(all((b - a) % 40 == 1 for a, b in zip(numbers, numbers[1:])), numbers)
 
+    def test_the_program_ends_while_a_playout_system_keeps_it_waiting(self):
+        write_preferences(self.home, {
+            **self.settings(PAL_DECK), "Should Switch Castline": True,
+            "Castline Addresses": ["127.0.0.13"]})
+        with socket.create_server(("127.0.0.13", 1025)) as silent:
+            program = self.start(deck("pal", PAL_DECK))
+            program.connect().send("RECORD 1")
+            connection, _ = silent.accept()
+            with connection:
+                self.assertEqual(connection.recv(100), b"SL")
+                self.wait_for_frames(self.take("Take"), 10, PAL_FRAME)
+                self.end_well(program)
+        self.check_take(self.take("Take"), PAL_FRAME)
+
     def test_two_decks_at_once(self):
         write_preferences(self.home, {
             **self.settings(PAL_DECK, Recording_Name="Pal"),

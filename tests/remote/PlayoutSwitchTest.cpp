@@ -172,6 +172,43 @@ TEST(TCPSwitch, waitsForASilentSystemUntilItClosesTheConnection) {
     system.received();
 }
 
+/// Sends the signal to the calling thread, as to one that has it blocked, while a silent system
+/// keeps it waiting.
+void callWhileToldToEnd(int number, const std::function<void(std::uint16_t port)>& call) {
+    sigset_t signals;
+    sigset_t before;
+    sigemptyset(&signals);
+    sigaddset(&signals, number);
+    pthread_sigmask(SIG_BLOCK, &signals, &before);
+    const pthread_t caller = pthread_self();
+    std::promise<void> mayClose;
+    PlayoutSystem system([&](int /*connection*/) {
+        pthread_kill(caller, number);
+        mayClose.get_future().wait_for(std::chrono::seconds(60));
+    });
+    const auto start = SteadyClock::now();
+    call(system.port());
+    EXPECT_LT(SteadyClock::now() - start, std::chrono::seconds(30)) << number;
+    mayClose.set_value();
+    system.received();
+    const timespec now{};
+    EXPECT_EQ(sigtimedwait(&signals, nullptr, &now), number) << "left for who ends the program";
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+}
+
+TEST(TCPSwitch, waitsNoLongerWhenTheProgramIsToEnd) {
+    for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
+        LogCapture log;
+        EXPECT_EQ(printed([number] {
+                      callWhileToldToEnd(number, [](std::uint16_t port) {
+                          EXPECT_EQ(TCPSwitch(kHost, true, port), 0);
+                      });
+                  }),
+                  "successfully sent 2 bytes\n");
+        EXPECT_EQ(log.count("Not waiting for the playout system: the program is to end"), 1);
+    }
+}
+
 class PresenceReply : public ::testing::TestWithParam<std::pair<std::string, int>> {};
 
 TEST_P(PresenceReply, decides) {
