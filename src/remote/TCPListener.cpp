@@ -1,8 +1,11 @@
 #include "remote/TCPListener.h"
 
+#include <fcntl.h>
 #include <netinet/in.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -14,6 +17,8 @@ namespace takebox {
 namespace {
 
 constexpr int kShortagePauseMilliseconds = 1000;
+/// Left to recordings, windows and scripts; at most half of those that the process may have.
+constexpr rlim_t kReservedDescriptors = 256;
 
 const char* nameOf(int family) {
     return family == AF_INET ? "IPv4" : "IPv6";
@@ -42,6 +47,15 @@ WildcardAddress wildcardAddress(int family, std::uint16_t port) {
         memcpy(&result.storage, &address, sizeof address);
     }
     return result;
+}
+
+/// Whether the next descriptor is one that a client may have.
+bool mayTakeDescriptor(const SocketHandle& listening) {
+    rlimit limit{};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    const rlim_t reserved = std::min(kReservedDescriptors, limit.rlim_cur / 2);
+    const SocketHandle next(fcntl(listening.get(), F_DUPFD_CLOEXEC, 0));
+    return next.isValid() && static_cast<rlim_t>(next.get()) < limit.rlim_cur - reserved;
 }
 
 }  // namespace
@@ -105,16 +119,14 @@ void TCPListener::startAccepting() {
 }
 
 void TCPListener::acceptClient() {
+    if (!mayTakeDescriptor(mSocket)) {
+        waitForResources(EMFILE);
+        return;
+    }
     SocketHandle client(accept4(mSocket.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
     if (!client.isValid()) {
         if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) {
-            // The client stays in the queue; asking again at once would only burn the processor.
-            if (!mShortageLogged) {
-                logMessage("Cannot accept a client now: %s", strerror(errno));
-                mShortageLogged = true;
-            }
-            mNotifier->setEnabled(false);
-            mPause.start();
+            waitForResources(errno);
         }
         return;
     }
@@ -126,6 +138,16 @@ void TCPListener::acceptClient() {
         address = QByteArray(bytes.data(), static_cast<qsizetype>(length));
     }
     mAccepted(address, std::move(client));
+}
+
+void TCPListener::waitForResources(int error) {
+    // The client stays in the queue; asking again at once would only burn the processor.
+    if (!mShortageLogged) {
+        logMessage("Cannot accept a client now: %s", strerror(error));
+        mShortageLogged = true;
+    }
+    mNotifier->setEnabled(false);
+    mPause.start();
 }
 
 }  // namespace takebox

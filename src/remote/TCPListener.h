@@ -40,12 +40,13 @@ public:
 
 private:
     void acceptClient();
+    void waitForResources(int error);
 
     int mFamily;
     Accepted mAccepted;
     SocketHandle mSocket;
     std::unique_ptr<QSocketNotifier> mNotifier;
-    QTimer mPause;  // runs while the process has no descriptor left for a client
+    QTimer mPause;  // runs while no descriptor is left for a client
     bool mShortageLogged = false;
 };
 

@@ -29,7 +29,7 @@ enum class TCPServerError : std::int32_t {
 /// clients live on as TCPConnections, whose commands go to the delegate.
 ///
 /// Main thread; needs its event loop. There is no limit on the number of clients but that of the
-/// process's descriptors: when these run out, new clients wait until there are some again.
+/// process's descriptors: when only those are left that recordings may need, new clients wait.
 class TCPServer {
 public:
     TCPServer();

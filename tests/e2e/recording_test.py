@@ -1,6 +1,8 @@
 """Recordings of virtual decks from start to stop, judged by ffmpeg and by the bytes of the tape."""
 
+import contextlib
 import os
+import resource
 import socket
 import time
 import unittest
@@ -54,6 +56,21 @@ class Recording(RecordingTest):
                 self.assertEqual(connection.recv(100), b"SL")
                 self.wait_for_frames(self.take("Take"), 10, PAL_FRAME)
                 self.end_well(program)
+        self.check_take(self.take("Take"), PAL_FRAME)
+
+    def test_clients_without_number_leave_a_recording_its_files(self):
+        write_preferences(self.home, self.settings(PAL_DECK))
+        program = self.start(deck("pal", PAL_DECK))
+        self.assertEqual(program.ask("STATUS 1"), "IDLE")
+        pid = program.process.pid
+        limits = resource.prlimit(pid, resource.RLIMIT_NOFILE)
+        resource.prlimit(pid, resource.RLIMIT_NOFILE, (300, limits[1]))
+        with contextlib.ExitStack() as stack:
+            for _ in range(300):
+                stack.enter_context(contextlib.closing(program.connect()))
+            program.wait_for_log("Cannot accept a client now")
+            self.record(program, 1, 10, self.take("Take"), PAL_FRAME)
+        self.end_well(program)
         self.check_take(self.take("Take"), PAL_FRAME)
 
     def test_two_decks_at_once(self):

@@ -294,6 +294,22 @@ TEST_P(TCPServerOver, letsClientsWaitWhileDescriptorsAreShort) {
     EXPECT_EQ(world.log.count("Cannot accept a client now: Too many open files"), 1);
 }
 
+TEST_P(TCPServerOver, leavesDescriptorsForWhatIsRecorded) {
+    const rlim_t perSide = nextDescriptor() + 20;
+    const DescriptorLimit limit(4 * perSide);
+    std::vector<std::unique_ptr<LoopbackClient>> clients;  // each takes one here, too
+    EXPECT_TRUE(waitUntil([&] {
+        if (nextDescriptor() < 3 * perSide) {
+            clients.push_back(std::make_unique<LoopbackClient>(GetParam(), world.server.port()));
+        }
+        return world.log.containsText("Cannot accept a client now: Too many open files");
+    }));
+    EXPECT_LT(world.server.tcpConnections().size(), clients.size());
+    EXPECT_EQ(clients.front()->ask("version"), "VERSION");
+    clients.erase(clients.begin(), clients.begin() + 10);
+    EXPECT_EQ(clients.back()->ask("version"), "VERSION");  // its turn has come
+}
+
 TEST(TCPListener, knowsThePortThatTheSystemChose) {
     for (const int family : {AF_INET, AF_INET6}) {
         QByteArray address;
