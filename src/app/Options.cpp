@@ -69,12 +69,16 @@ struct CommandLine {
 
 /// Takes the words of a remote command, which may look like anything: --remote ends the options.
 QStringList takeRemoteCommand(QStringList& arguments) {
-    const auto remoteAt = arguments.indexOf(u"--remote"_s);
-    if (remoteAt < 0) {
+    const auto found = std::ranges::find_if(arguments, [](const QString& argument) {
+        return argument == u"--remote"_s || argument.startsWith(u"--remote="_s);
+    });
+    if (found == arguments.end()) {
         return {};
     }
-    QStringList words = arguments.mid(remoteAt + 2);
-    arguments = arguments.mid(0, remoteAt + 2);
+    const bool hasHost = found->contains(u'=');
+    const auto firstWord = std::distance(arguments.begin(), found) + (hasHost ? 1 : 2);
+    QStringList words = arguments.mid(firstWord);
+    arguments = arguments.mid(0, firstWord);
     return words;
 }
 
@@ -85,6 +89,9 @@ QString readTools(const CommandLine& line, const QStringList& remoteWords, Optio
     options.diagnose = parser.isSet(line.diagnose);
     options.discover = parser.isSet(line.discover);
     options.checkPlayoutAddress = parser.value(line.checkPlayout);
+    if (parser.isSet(line.checkPlayout) && options.checkPlayoutAddress.isEmpty()) {
+        return u"--check-playout needs an address."_s;
+    }
     if (parser.isSet(line.recover)) {
         options.recoverPaths = parser.values(line.recover) + parser.positionalArguments();
     }

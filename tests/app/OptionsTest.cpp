@@ -75,18 +75,23 @@ TEST(Options, mistakesAreNamed) {
     expectUsageError({u"--virtual-deck"_s, u"/no/such/file.dv"_s}, u"/no/such/file.dv"_s);
     expectUsageError({u"--virtual-deck"_s, u"pal,speed=fast"_s}, u"speed"_s);
     expectUsageError({u"--remote"_s, u"host"_s}, u"--remote"_s);
+    expectUsageError({u"--remote=host"_s}, u"--remote"_s);
+    expectUsageError({u"--check-playout"_s, QString()}, u"--check-playout"_s);
     expectUsageError({u"--virtual-deck"_s, u"pal,guid=0000000000000001"_s, u"--virtual-deck"_s,
                       u"ntsc,guid=0000000000000001"_s},
                      u"guid=0000000000000001"_s);
 }
 
 TEST(Options, remoteTakesEveryWordThatFollows) {
-    const ParsedOptions parsed =
-        parse({u"--remote"_s, u"host:1026"_s, u"setrecname"_s, u"1"_s, u"--headless"_s});
-    ASSERT_TRUE(parsed.options);
-    EXPECT_FALSE(parsed.options->headless);
-    EXPECT_EQ(parsed.options->remoteCommand,
-              (QStringList{u"host:1026"_s, u"setrecname"_s, u"1"_s, u"--headless"_s}));
+    for (const auto& option :
+         {QStringList{u"--remote"_s, u"host:1026"_s}, QStringList{u"--remote=host:1026"_s}}) {
+        const ParsedOptions parsed =
+            parse(option + QStringList{u"setrecname"_s, u"1"_s, u"--headless"_s});
+        ASSERT_TRUE(parsed.options) << parsed.text.toStdString();
+        EXPECT_FALSE(parsed.options->headless);
+        EXPECT_EQ(parsed.options->remoteCommand,
+                  (QStringList{u"host:1026"_s, u"setrecname"_s, u"1"_s, u"--headless"_s}));
+    }
 }
 
 TEST(Options, helpAndVersionArePrintedWithSuccess) {
