@@ -103,6 +103,7 @@ TEST_P(RemoteCommandsOver, areAllRefusedWithoutADeck) {
 
 TEST_P(RemoteCommandsOver, areRefusedForADeckThatIsNotThere) {
     useDecks(kOneDeck);
+    EXPECT_EQ(ask("count"), "1");
     EXPECT_EQ(ask("status 2"), "INCORRECT INDEX");
     EXPECT_EQ(ask("help 2"), "INCORRECT INDEX");
     EXPECT_EQ(ask("status 8"), "INCORRECT INDEX");
