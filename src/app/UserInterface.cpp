@@ -5,9 +5,7 @@
 namespace takebox {
 
 void UserInterface::logAlert(const QString& title, const QString& message) {
-    QString line = message;
-    line.replace(QLatin1Char('\n'), QLatin1Char(' '));
-    logMessage("%s %s", title.toUtf8().constData(), line.toUtf8().constData());
+    logMessage("%s %s", title.toUtf8().constData(), message.toUtf8().constData());
 }
 
 }  // namespace takebox

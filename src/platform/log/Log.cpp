@@ -3,6 +3,7 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cstdarg>
@@ -110,7 +111,15 @@ Sink& sink() {
     return *theSink;
 }
 
-void writeLine(const timespec& time, const char* text) {
+/// Names come from clients, devices and files: a line end in one would forge a line, an escape
+/// sequence command the terminal that shows it.
+bool isControl(char character) {
+    const auto byte = static_cast<unsigned char>(character);
+    return byte < 0x20 || byte == 0x7F;
+}
+
+void writeLine(const timespec& time, std::string text) {
+    std::replace_if(text.begin(), text.end(), isControl, ' ');
     if (sink().function) {
         sink().function(text);
         return;
@@ -119,7 +128,7 @@ void writeLine(const timespec& time, const char* text) {
     localtime_r(&time.tv_sec, &local);
     std::array<char, 32> stamp{};
     strftime(stamp.data(), stamp.size(), "%Y-%m-%d %H:%M:%S", &local);
-    fprintf(stderr, "%s.%03ld %s\n", stamp.data(), time.tv_nsec / 1000000, text);
+    fprintf(stderr, "%s.%03ld %s\n", stamp.data(), time.tv_nsec / 1000000, text.c_str());
 }
 
 std::string formatted(const char* format, va_list arguments) {
@@ -137,13 +146,13 @@ std::string formatted(const char* format, va_list arguments) {
 void logMessage(const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);
-    const std::string text = formatted(format, arguments);
+    std::string text = formatted(format, arguments);
     va_end(arguments);
     timespec now{};
     clock_gettime(CLOCK_REALTIME, &now);
     const std::lock_guard lock(sink().mutex);
     lineQueue().drain(writeLine);
-    writeLine(now, text.c_str());
+    writeLine(now, std::move(text));
 }
 
 void logFromReceiveThread(const char* format, ...) {

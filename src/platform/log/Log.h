@@ -8,7 +8,8 @@
 /// messages that go to standard output instead.
 namespace takebox {
 
-/// Writes one line to the log. Any thread except a receive thread: it may wait for the terminal.
+/// Writes one line to the log; line ends and other control characters become spaces. Any thread
+/// except a receive thread: it may wait for the terminal.
 void logMessage(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
 /// Hands one line to the log without waiting, locking or allocating; for receive threads. The line

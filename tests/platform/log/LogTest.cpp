@@ -25,6 +25,14 @@ TEST(Log, writesWhatReceiveThreadsHandOverBeforeTheNextLine) {
     EXPECT_EQ(poll(&news, 1, 0), 0);
 }
 
+TEST(Log, keepsAMessageOnOneLineWhateverItsNamesHold) {
+    test::LogCapture log;
+    logFromReceiveThread("Deck: lost at %s", "1\r2");
+    logMessage("recording \"%s\" ended", "x\ny \x1b[2J\tB\xC3\xA4nd\x7f");
+    EXPECT_EQ(log.lines(), (std::vector<std::string>{"Deck: lost at 1 2",
+                                                     "recording \"x y  [2J B\xC3\xA4nd \" ended"}));
+}
+
 TEST(Log, cutsTheLinesOfReceiveThreadsOnly) {
     test::LogCapture log;
     const std::string longLine(1000, 'x');
