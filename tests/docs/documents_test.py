@@ -106,6 +106,7 @@ class Commands(TakeboxTest):
                     cwd=self.folder, capture_output=True, text=True, check=True)
                 self.assertRegex(counted.stdout, r"video,[67],?\n")
                 self.assertRegex(counted.stdout, r"audio,[1-9]\d*,?\n")
+                self.assertNotIn("data", counted.stdout)  # no time code of the whole
 
 
 if __name__ == "__main__":
