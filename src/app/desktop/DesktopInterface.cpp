@@ -70,13 +70,20 @@ QMessageBox* shownAlert(const QString& title, const QString& message) {
     return nullptr;
 }
 
+// A desktop opens a new window behind one that has just asked for the front, and at the start of
+// the program those of the decks have.
+void showInFront(QWidget& window) {
+    window.show();
+    window.raise();
+    window.activateWindow();
+}
+
 // Alerts do not block: the event loop, and with it every recording, goes on below them. What is
 // said already is not said a second time: nobody may be there to answer for days.
 QMessageBox* showAlert(QMessageBox::Icon icon, const QString& title, const QString& message,
                        Qt::WindowModality modality = Qt::ApplicationModal) {
     if (QMessageBox* const alert = shownAlert(title, message)) {
-        alert->raise();
-        alert->activateWindow();
+        showInFront(*alert);
         return alert;
     }
     auto* alert =
@@ -86,7 +93,7 @@ QMessageBox* showAlert(QMessageBox::Icon icon, const QString& title, const QStri
     alert->setInformativeText(literalText(message));
     alert->setAttribute(Qt::WA_DeleteOnClose);
     alert->setWindowModality(modality);
-    alert->show();
+    showInFront(*alert);
     return alert;
 }
 
@@ -191,7 +198,7 @@ void DesktopInterface::showWarning(const QString& title, const QString& message)
 
 void DesktopInterface::offerRecovery(const std::vector<AbandonedRecording>& recordings) {
     mRecoveryOffer = std::make_unique<RecoveryOffer>(recordings).release();
-    mRecoveryOffer->show();
+    showInFront(*mRecoveryOffer);
 }
 
 void DesktopInterface::showInformationalAlert(const QString& title, const QString& message,
@@ -244,9 +251,7 @@ void DesktopInterface::showWhetherThereIsADevice() {
 
 void DesktopInterface::activate() {
     if (mNoDeviceWindow) {
-        mNoDeviceWindow->show();
-        mNoDeviceWindow->raise();
-        mNoDeviceWindow->activateWindow();
+        showInFront(*mNoDeviceWindow);
     }
     if (gDVDevicesController) {
         for (const auto& entry : gDVDevicesController->devices()) {
