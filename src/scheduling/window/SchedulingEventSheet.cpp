@@ -6,6 +6,7 @@
 #include <QDateEdit>
 #include <QDialog>
 #include <QDialogButtonBox>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QLocale>
@@ -14,6 +15,7 @@
 #include <QTabWidget>
 #include <QTimeEdit>
 #include <cmath>
+#include <utility>
 
 #include "display/widgets/SheetHint.h"
 #include "display/widgets/WindowFit.h"
@@ -50,17 +52,24 @@ QString timeFormatWithSeconds() {
     return isTwelveHours ? QStringLiteral("h:mm:ss AP") : QStringLiteral("HH:mm:ss");
 }
 
-/// Lets a click select the hours, minutes or seconds that it meets. Otherwise the field would take
-/// no digits there, because each section is full.
-class SectionSelector : public QObject {
+/// Lets a time be typed into a field that by itself knows single sections only: its hours, minutes
+/// or seconds, of which each is full already.
+class SectionTyping : public QObject {
 public:
-    explicit SectionSelector(QDateTimeEdit* picker) : QObject(picker), mPicker(picker) {
+    explicit SectionTyping(QDateTimeEdit* picker) : QObject(picker), mPicker(picker) {
         field()->installEventFilter(this);
+        mPicker->installEventFilter(this);
     }
 
     bool eventFilter(QObject* object, QEvent* event) override {
-        if (event->type() == QEvent::MouseButtonRelease && !field()->hasSelectedText()) {
-            mPicker->setSelectedSection(mPicker->currentSection());
+        if (event->type() == QEvent::MouseButtonRelease && object != mPicker) {
+            mSectionOfDigit = QDateTimeEdit::NoSection;
+            if (!field()->hasSelectedText()) {
+                mPicker->setSelectedSection(mPicker->currentSection());
+            }
+        }
+        if (event->type() == QEvent::KeyPress && object == mPicker) {
+            return isDone(*static_cast<QKeyEvent*>(event));
         }
         return QObject::eventFilter(object, event);
     }
@@ -68,7 +77,26 @@ public:
 private:
     [[nodiscard]] QLineEdit* field() const { return mPicker->findChild<QLineEdit*>(); }
 
+    /// A digit over everything begins in the first section. The separator behind a section that has
+    /// gone on to the next one when it was full does not go on once more.
+    bool isDone(const QKeyEvent& key) {
+        if (key.key() == Qt::Key_Shift) {
+            return false;  // the separator is still to come
+        }
+        const QChar typed = key.text().isEmpty() ? QChar() : key.text().front();
+        const bool isDigit = typed.isDigit();
+        if (isDigit && field()->selectedText() == field()->text()) {
+            mPicker->setSelectedSection(mPicker->sectionAt(0));
+        }
+        const auto section = mPicker->currentSection();
+        const auto before =
+            std::exchange(mSectionOfDigit, isDigit ? section : QDateTimeEdit::NoSection);
+        const bool isSeparator = typed.isPrint() && !typed.isLetterOrNumber();
+        return isSeparator && before != QDateTimeEdit::NoSection && before != section;
+    }
+
     QDateTimeEdit* mPicker;
+    QDateTimeEdit::Section mSectionOfDigit = QDateTimeEdit::NoSection;  // of the last key, if one
 };
 
 }  // namespace
@@ -112,7 +140,7 @@ void CSchedulingWindowController::awakePickers() {
 
     const auto pickers = eventSheetWindow->findChildren<QDateTimeEdit*>();
     for (auto* const picker : pickers) {
-        new SectionSelector(picker);  // owned by the picker
+        new SectionTyping(picker);  // owned by the picker
     }
 
     using Controller = CSchedulingWindowController;

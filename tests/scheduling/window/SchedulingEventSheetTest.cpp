@@ -135,6 +135,30 @@ TEST_F(SchedulingWindow, takesDigitsWhereATimeWasClicked) {
     });
 }
 
+TEST_F(SchedulingWindow, takesATimeThatIsTypedInOneGo) {
+    inNewEvent([this] {
+        auto& picker = find<QTimeEdit>("startTimePicker");
+        const auto typed = [&picker](QDateTimeEdit::Section from, const char* time) {
+            picker.setTime(QTime(20, 50, 40));
+            picker.setSelectedSection(from);
+            QTest::keyClicks(&picker, QString::fromLatin1(time));
+            return picker.time();
+        };
+        EXPECT_EQ(typed(QDateTimeEdit::HourSection, "041030"), QTime(4, 10, 30));
+        EXPECT_EQ(typed(QDateTimeEdit::HourSection, "04:10:30"), QTime(4, 10, 30));
+        EXPECT_EQ(typed(QDateTimeEdit::HourSection, "04::30"), QTime(4, 50, 30)) << "goes on";
+        EXPECT_EQ(typed(QDateTimeEdit::HourSection, "04"), QTime(4, 50, 40));
+        QTest::keyClick(&picker, Qt::Key_Shift);
+        QTest::keyClicks(&picker, QStringLiteral(":10"));
+        EXPECT_EQ(picker.time(), QTime(4, 10, 40)) << "a colon that needs Shift";
+        EXPECT_EQ(typed(QDateTimeEdit::MinuteSection, "10:30"), QTime(20, 10, 30));
+        picker.selectAll();
+        QTest::keyClicks(&picker, QStringLiteral("14:25:31"));
+        EXPECT_EQ(picker.time(), QTime(14, 25, 31));
+        cancel();
+    });
+}
+
 TEST_F(SchedulingWindow, refusesADurationOfNothing) {
     inNewEvent([this] {
         ok();
