@@ -7,9 +7,10 @@
 namespace takebox {
 namespace {
 
-void addFileLosses(const std::shared_ptr<const BufferedFile>& file, QStringList& losses) {
+void addFileLosses(const std::shared_ptr<const BufferedFile>& file, const char* extension,
+                   QStringList& losses) {
     if (!file) {
-        losses << QStringLiteral("a raw file could not be made");
+        losses << QStringLiteral("the %1 file could not be made").arg(QLatin1String(extension));
         return;
     }
     const QString name = file->path().section(QLatin1Char('/'), -1);
@@ -155,8 +156,8 @@ QStringList RecordingReport::losses() const {
         losses << QStringLiteral("%1 frames of a wrong size").arg(inconsistentFrames);
     }
     if (wantedRawFiles) {
-        addFileLosses(dvFile, losses);
-        addFileLosses(audioFile, losses);
+        addFileLosses(dvFile, ".dv", losses);
+        addFileLosses(audioFile, ".aud", losses);
     }
     if (movie) {
         addMovieLosses(*movie, losses);

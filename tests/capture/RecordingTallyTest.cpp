@@ -118,10 +118,11 @@ TEST(RecordingTallyTest, AReportSumsUpWhatWasLost) {
     report.problems = 2;
     report.inconsistentFrames = 3;
     report.wantedRawFiles = true;
-    const QString noFile = QStringLiteral("a raw file could not be made");
     EXPECT_EQ(report.losses(),
               (QStringList{QStringLiteral("frames on the way from the device, 2 times"),
-                           QStringLiteral("3 frames of a wrong size"), noFile, noFile}));
+                           QStringLiteral("3 frames of a wrong size"),
+                           QStringLiteral("the .dv file could not be made"),
+                           QStringLiteral("the .aud file could not be made")}));
 }
 
 TEST(RecordingTallyTest, AReportSaysThatADiskWasTooSlow) {
