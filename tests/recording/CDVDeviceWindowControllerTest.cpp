@@ -283,6 +283,48 @@ TEST_F(CDVDeviceWindowControllerTest, diskTimeIsThatOfTheFolderRecordedInto) {
     EXPECT_EQ(controller().outlets().remainingDiskTimeField.doubleValue(), 0);
 }
 
+TEST_F(CDVDeviceWindowControllerTest, diskTimeCountsWholeSecondsOfRecording) {
+    EXPECT_EQ(CDVDeviceWindowController::secondsOfRecordingIn(0), 0);
+    EXPECT_EQ(CDVDeviceWindowController::secondsOfRecordingIn(3791999), 0);
+    EXPECT_EQ(CDVDeviceWindowController::secondsOfRecordingIn(3792000), 1);
+    EXPECT_EQ(CDVDeviceWindowController::secondsOfRecordingIn(qint64{3792000} * 86400 - 1), 86399);
+}
+
+TEST_F(CDVDeviceWindowControllerTest, diskTimeIsThatOfTheRawFilesBeforeThatOfTheMovie) {
+    makeController();
+    auto& settings = controller().settings();
+    auto& left = controller().outlets().remainingDiskTimeField;
+    const QString nowhere = path(u"Gone"_s) + u"/away"_s;
+    settings.setRawRecordingFolderPath(path(u"."_s));
+    settings.setSelfContainedRecordingFolderPath(nowhere);
+    want(true, true);
+    controller().updateRemainingSpace();
+    EXPECT_GT(left.doubleValue(), 0);
+    want(false, true);
+    controller().updateRemainingSpace();
+    EXPECT_EQ(left.doubleValue(), 0);
+    settings.setRawRecordingFolderPath(nowhere);
+    settings.setSelfContainedRecordingFolderPath(path(u"."_s));
+    controller().updateRemainingSpace();
+    EXPECT_GT(left.doubleValue(), 0);
+}
+
+TEST_F(CDVDeviceWindowControllerTest, diskTimeStaysWhereNothingIsToBeRecorded) {
+    makeController();
+    want(false, false);
+    auto& left = controller().outlets().remainingDiskTimeField;
+    left.setDoubleValue(77);
+    services.manualClock.advance(2.0);
+    EXPECT_EQ(left.doubleValue(), 77) << "no movie is wanted";
+    want(true, false);
+    controller().settings().setRawRecordingFolderPath(u""_s);
+    services.manualClock.advance(2.0);
+    EXPECT_EQ(left.doubleValue(), 77) << "there is no folder";
+    controller().settings().setRawRecordingFolderPath(path(u"."_s));
+    services.manualClock.advance(1.0);
+    EXPECT_NE(left.doubleValue(), 77);
+}
+
 TEST_F(CDVDeviceWindowControllerTest, startTimeCodeOfADeviceWithoutARateIsNothing) {
     const CDVDeviceWindowController orphan(nullptr, services);
     EXPECT_EQ(orphan.recordStartTimecode(), 0.0);
@@ -353,6 +395,19 @@ TEST_F(CDVDeviceWindowControllerTest, deviceIsKnownByItsGUIDAndTheNameOfItsSetti
     EXPECT_EQ(controller().guid(), u"0000000000000001"_s);
     EXPECT_EQ(controller().deviceName(), u"From the bus"_s);
     EXPECT_EQ(controller().outlets().windowTitle.stringValue(), u"From the bus"_s);
+}
+
+TEST_F(CDVDeviceWindowControllerTest, automaticNamingThatWasStoredLeavesTheNameInItsField) {
+    prefer(u"Device Settings 0000000000000001"_s,
+           QVariantMap{{u"Auto Name Recordings"_s, true}, {u"Recording Name"_s, u"Show"_s}});
+    makeController();
+    auto& outlets = controller().outlets();
+    EXPECT_TRUE(outlets.autoCheckBox.state());
+    EXPECT_EQ(outlets.recordingNameField.stringValue(), u"Show"_s);
+    EXPECT_TRUE(outlets.recordingNameField.isEnabled());
+    want(false, true);
+    controller().recordButtonPushed();
+    EXPECT_EQ(device().selfContainedCapturePath(), path(u"movies/2008-03-07 09h05m02s.mov"_s));
 }
 
 TEST_F(CDVDeviceWindowControllerTest, nameThatTheUserGaveHoldsOverTheOneOfTheBus) {

@@ -281,6 +281,22 @@ TEST_F(TapedeckWindowTest, runsWithTheWallClockOrThePresetWithoutAnySignal) {
     EXPECT_EQ(control<ReadoutView>("deviceTimeCodeField").text(), QStringLiteral("01:00:00:00"));
 }
 
+TEST_F(TapedeckWindowTest, showsTheRecordedTimeBesideAPreset) {
+    openWindow();
+    controller->settings().setTimecodeSourceIndex(2);
+    controller->settings().setPresetTimecode(3600);
+    click("recordButton");
+    sendFrames(7);
+    manualClock.advance(0.02);
+    EXPECT_EQ(control<ReadoutView>("deviceTimeCodeField").text(), QStringLiteral("01:00:00:00"));
+    EXPECT_EQ(control<ReadoutView>("elapsedTimeCodeField").text(), QStringLiteral("00:00:00:07"));
+    controller->settings().setTimecodeSourceIndex(7);
+    manualClock.advance(0.02);
+    EXPECT_EQ(control<ReadoutView>("deviceTimeCodeField").text(), QStringLiteral("01:00:00:00"))
+        << "no source changes nothing";
+    click("stopButton");
+}
+
 TEST_F(TapedeckWindowTest, showsThePictureInItsShape) {
     openWindow();
     control<QWidget>("blackBackgroundView").hide();

@@ -77,6 +77,29 @@ TEST_F(SchedulingWindow, addsAndSavesANewEvent) {
     EXPECT_EQ(table().selectionModel()->selectedRows().size(), 1);
 }
 
+TEST_F(SchedulingWindow, storesEveryControlOfAnEditedEventAndSavesTheSchedule) {
+    const auto event = add("News", QTime(20, 0), 60);
+    inEvent(event, [this] {
+        find<QLineEdit>("recordingNameField").setText(QStringLiteral("Weather"));
+        find<QLineEdit>("referencePathField").setText(QStringLiteral("/ref"));
+        find<QLineEdit>("selfContainedPathField").setText(QStringLiteral("/mov"));
+        find<QLineEdit>("elementaryPathField").setText(QStringLiteral("/streams"));
+        find<QCheckBox>("createReferenceMovieCheckBox").setChecked(false);
+        find<QCheckBox>("createSelfContainedMovieCheckBox").setChecked(true);
+        ok();
+    });
+    EXPECT_EQ(event->recordingName(), QStringLiteral("Weather"));
+    EXPECT_EQ(event->referenceMovieFolderPath(), QStringLiteral("/ref"));
+    EXPECT_EQ(event->selfContainedMovieFolderPath(), QStringLiteral("/mov"));
+    EXPECT_EQ(event->rawStreamsFolderPath(), QStringLiteral("/streams"));
+    EXPECT_FALSE(event->createReferenceMovie());
+    EXPECT_TRUE(event->createSelfContainedMovie());
+    const Defaults nextSession(Defaults::standard().path());
+    const QVariantList saved = nextSession.arrayForKey(QStringLiteral("Scheduling Events"));
+    ASSERT_EQ(saved.size(), 1);
+    EXPECT_EQ(saved.front().toMap(), event->settingsDictionary());
+}
+
 TEST_F(SchedulingWindow, storesTheTickedDaysOfAWeeklyEvent) {
     inNewEvent([this] {
         find<QTabWidget>("tabView").setCurrentIndex(1);
