@@ -53,7 +53,15 @@ void bindControl(QAction& entry, ButtonOutlet& outlet, ControlAction action) {
 void bindControl(QLineEdit& field, FieldOutlet& outlet, ControlAction action) {
     follow(field, outlet, [&field, &outlet] {
         field.setEnabled(outlet.isEnabled());
-        field.setText(outlet.stringValue());
+        if (field.text() != outlet.stringValue()) {  // else it may be just being typed
+            field.setText(outlet.stringValue());
+        }
+    });
+    // What can be read on the screen counts, also for those who start a recording from elsewhere.
+    QObject::connect(&field, &QLineEdit::textEdited, &field, [&outlet](const QString& text) {
+        if (outlet.formatter() == nullptr) {
+            outlet.setStringValue(text);
+        }
     });
     QObject::connect(&field, &QLineEdit::editingFinished, &field,
                      [&field, &outlet, action = std::move(action)] {

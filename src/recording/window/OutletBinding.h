@@ -25,7 +25,8 @@ using ControlAction = std::function<void()>;
 void bindControl(QAbstractButton& button, ButtonOutlet& outlet, ControlAction action);
 /// A menu entry that does what a button does, and is on and enabled when the button is.
 void bindControl(QAction& entry, ButtonOutlet& outlet, ControlAction action);
-/// The text is taken over when editing ends; the action is called when the value has changed.
+/// A text is taken over as it is typed, one that a formatter reads when editing ends; then the
+/// action is called if the user has changed anything.
 void bindControl(QLineEdit& field, FieldOutlet& outlet, ControlAction action);
 void bindControl(QComboBox& popUp, PopUpOutlet& outlet, ControlAction action);
 void bindControl(QLabel& label, FieldOutlet& outlet);
@@ -34,7 +35,7 @@ void bindControl(ReadoutView& readout, FieldOutlet& outlet);
 void bindControl(CVuMeterView& meter, FieldOutlet& outlet);
 
 /// Ends the editing of a field of the window, as if the focus had left it. Needed before an action
-/// that reads the outlets: a key command leaves the focus where it is.
+/// that uses what its field's action has taken over: a key command leaves the focus where it is.
 void endEditing(QWidget& window);
 
 }  // namespace takebox

@@ -34,7 +34,7 @@ TEST(OutletBinding, tiesACheckBoxBothWays) {
     EXPECT_EQ(actions, 1);
 }
 
-TEST(OutletBinding, takesATextWhenEditingEnds) {
+TEST(OutletBinding, takesATextAsItIsTypedAndActsWhenEditingEnds) {
     FieldOutlet outlet;
     QLineEdit field;
     int actions = 0;
@@ -42,12 +42,28 @@ TEST(OutletBinding, takesATextWhenEditingEnds) {
     outlet.setStringValue(QStringLiteral("one"));
     EXPECT_EQ(field.text(), QStringLiteral("one"));
     QTest::keyClicks(&field, QStringLiteral(" two"));
-    EXPECT_EQ(outlet.stringValue(), QStringLiteral("one"));
+    EXPECT_EQ(outlet.stringValue(), QStringLiteral("one two"));
+    EXPECT_EQ(actions, 0);
     QTest::keyClick(&field, Qt::Key_Return);
     EXPECT_EQ(outlet.stringValue(), QStringLiteral("one two"));
     EXPECT_EQ(actions, 1);
     QTest::keyClick(&field, Qt::Key_Return);
     EXPECT_EQ(actions, 1) << "nothing was edited";
+}
+
+TEST(OutletBinding, typesOnWhereTheCursorStands) {
+    FieldOutlet outlet;
+    QLineEdit field;
+    bindControl(field, outlet, [] {});
+    outlet.setStringValue(QStringLiteral("ad"));
+    field.setCursorPosition(1);
+    QTest::keyClicks(&field, QStringLiteral("bc"));
+    outlet.setEnabled(false);
+    outlet.setEnabled(true);
+    EXPECT_EQ(field.text(), QStringLiteral("abcd"));
+    EXPECT_EQ(field.cursorPosition(), 3);
+    outlet.setStringValue(QStringLiteral("ad"));
+    EXPECT_EQ(field.text(), QStringLiteral("ad")) << "another has set it while it was typed";
 }
 
 TEST(OutletBinding, putsBackWhatTheFormatterRefuses) {

@@ -210,18 +210,6 @@ TEST_F(TapedeckWindowTest, obeysItsKeys) {
     EXPECT_FALSE(controller->device()->isRecording());
 }
 
-TEST_F(TapedeckWindowTest, takesTheNameThatIsBeingTypedWhenAKeyStartsTheRecording) {
-    openWindow();
-    auto& name = control<QLineEdit>("recordingNameField");
-    name.setFocus();
-    name.selectAll();
-    QTest::keyClicks(&name, QStringLiteral("Interview.mov"));
-    QTest::keyClick(window, Qt::Key_R, Qt::ControlModifier);
-    EXPECT_EQ(controller->recordingName(), QStringLiteral("Interview.mov"));
-    EXPECT_EQ(control<QLabel>("tallyDetailLabel").text(), QStringLiteral("Interview"));
-    click("stopButton");
-}
-
 TEST_F(TapedeckWindowTest, showsARefusedStartAsItWas) {
     openWindow();
     controller->settings().setCreateReferenceMovie(false);
@@ -231,20 +219,6 @@ TEST_F(TapedeckWindowTest, showsARefusedStartAsItWas) {
     EXPECT_EQ(alerts[0], QStringLiteral("No Recording Destination!"));
     EXPECT_TRUE(isEnabled("recordButton"));
     EXPECT_EQ(tally(), QStringLiteral("STOPPED"));
-}
-
-TEST_F(TapedeckWindowTest, namesAutomaticallyAndGivesTheTypedNameBack) {
-    openWindow();
-    auto& name = control<QLineEdit>("recordingNameField");
-    name.selectAll();
-    QTest::keyClicks(&name, QStringLiteral("Concert"));
-    click("autoCheckBox");
-    EXPECT_EQ(name.text(), QStringLiteral("<<auto>>"));
-    EXPECT_FALSE(name.isEnabled());
-    EXPECT_TRUE(controller->autoNameRecordings());
-    click("autoCheckBox");
-    EXPECT_EQ(name.text(), QStringLiteral("Concert"));
-    EXPECT_TRUE(name.isEnabled());
 }
 
 TEST_F(TapedeckWindowTest, showsTimeCodesAndLevels) {
@@ -343,17 +317,6 @@ TEST_F(TapedeckWindowTest, showsTheNewestPictureWhenItIsShownAgain) {
     manualClock.advance(0.02);
     EXPECT_EQ(preview.frameCount(), 2U) << "without another frame";
     EXPECT_NE(controller->previewImage(), before);
-}
-
-TEST_F(TapedeckWindowTest, showsTheNameOfARecordingLetterByLetter) {
-    openWindow();
-    controller->setAutoNameRecordings(false);
-    controller->setRecordingName(QStringLiteral("<i>Take"));
-    click("recordButton");
-    const auto& name = control<QLabel>("tallyDetailLabel");
-    EXPECT_EQ(name.text(), QStringLiteral("<i>Take"));
-    EXPECT_EQ(name.textFormat(), Qt::PlainText);
-    click("stopButton");
 }
 
 TEST_F(TapedeckWindowTest, recordsOnWhenClosed) {
