@@ -1,5 +1,6 @@
 #include "display/Outlets.h"
 
+#include <QLocale>
 #include <cstdlib>
 
 namespace takebox {
@@ -14,7 +15,13 @@ void FieldOutlet::setFormatter(const Formatter* formatter) {
 }
 
 QString FieldOutlet::stringValue() const {
-    return mFormatter != nullptr ? mFormatter->stringForObjectValue(mValue) : mValue.toString();
+    if (mFormatter != nullptr) {
+        return mFormatter->stringForObjectValue(mValue);
+    }
+    // Left to itself a number becomes "1e+05" where that is shorter.
+    return mValue.typeId() == QMetaType::Double
+               ? QString::number(mValue.toDouble(), 'f', QLocale::FloatingPointShortest)
+               : mValue.toString();
 }
 
 double FieldOutlet::doubleValue() const {

@@ -70,6 +70,19 @@ TEST_F(SettingsSheetTest, isFilledFromTheSettings) {
     EXPECT_TRUE(control<QLineEdit>("presetTimecodeField").isEnabled());
 }
 
+TEST_F(SettingsSheetTest, showsADurationInPlainDigits) {
+    for (const auto& [duration, shown] :
+         {std::pair(100000.0, "100000"), std::pair(2000000.0, "2000000"), std::pair(0.04, "0.04"),
+          std::pair(12.5, "12.5"), std::pair(0.0, "0")}) {
+        settings().setReferenceMovieDuration(duration);
+        click("settingsButton");
+        EXPECT_EQ(control<QLineEdit>("referenceMovieDurationField").text(),
+                  QString::fromLatin1(shown));
+        pressButton(QDialogButtonBox::Ok);
+        EXPECT_EQ(settings().referenceMovieDuration(), duration);
+    }
+}
+
 TEST_F(SettingsSheetTest, storesEveryControlOnOK) {
     click("settingsButton");
     type("customDeviceNameField", QStringLiteral("Gallery"));
