@@ -109,6 +109,13 @@ TEST(CRecordingEvent, takesAnEndBeforeTheStartAsTheNextDay) {
     EXPECT_EQ(reloaded.duration(), 7200.0);
 }
 
+TEST(CRecordingEvent, hasNoLengthWhenItEndsAtItsStart) {
+    auto event = timed(10 * kHour, kHour);
+    event.setEndTime(10 * kHour);
+    EXPECT_EQ(event.duration(), 0.0);
+    EXPECT_FALSE(event.isValid());
+}
+
 TEST(CRecordingEvent, showsTimesOfDay) {
     const auto event = timed(23 * kHour + 61, 2 * kHour);
     EXPECT_EQ(event.startTimeString(), QStringLiteral("23:01:01"));

@@ -37,6 +37,17 @@ TEST_F(SchedulingWindow, editsTheEventOfTheSelectedRow) {
     EXPECT_EQ(cell(1, 1), "C") << "sorted into its new place";
 }
 
+TEST_F(SchedulingWindow, selectsNothingWhileANewEventIsEdited) {
+    add("A", QTime(20, 0), 60);
+    table().selectRow(0);
+    inNewEvent([this] {
+        EXPECT_TRUE(table().selectionModel()->selectedRows().isEmpty());
+        EXPECT_FALSE(find<QPushButton>("deleteEventButton").isEnabled());
+        cancel();
+    });
+    EXPECT_TRUE(table().selectionModel()->selectedRows().isEmpty());
+}
+
 TEST_F(SchedulingWindow, deletesTheSelectedEventAndPutsItBack) {
     const auto first = add("A", QTime(20, 0), 60);
     const auto second = add("B", QTime(21, 0), 60);
