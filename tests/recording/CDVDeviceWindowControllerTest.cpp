@@ -247,6 +247,14 @@ TEST_F(CDVDeviceWindowControllerTest, timeOfDayComesFromTheClock) {
     EXPECT_NEAR(controller().realtimeTime(), 86398.99, 1e-6);
 }
 
+TEST_F(CDVDeviceWindowControllerTest, timeOfDayCountsTheFramesOfTheDevice) {
+    makeController(kNTSCMode);
+    services.manualClock.setTime(QDateTime(QDate(2024, 6, 3), QTime(23, 59, 58, 990)));
+    TimeCodeRecord timeCode;
+    controller().realtimeTimecode(timeCode);
+    expectTimeCode(timeCode, 23, 59, 58, 29);
+}
+
 TEST_F(CDVDeviceWindowControllerTest, timeCodeShownFollowsItsSource) {
     makeController(kPALMode);
     deck().sendFrame(test::fakeFrame(true, 25 * 61 + 5));

@@ -145,6 +145,18 @@ TEST_F(RecordingStart, runsTheScriptAfterItsDelay) {
     EXPECT_EQ(services.actions.size(), 1);
 }
 
+TEST_F(RecordingStart, runsTheScriptAfterAPartOfASecond) {
+    makeController();
+    want(true, false);
+    prefer(OxaPrefLaunchStartRecordingScriptKey, true);
+    prefer(OxaPrefStartRecordingScriptDelayKey, 1.5);
+    record();
+    services.manualClock.advance(1.49);
+    EXPECT_THAT(services.actions, IsEmpty());
+    services.manualClock.advance(0.02);
+    EXPECT_THAT(services.actions, ElementsAre(u"Start Recording"_s));
+}
+
 TEST_F(RecordingStart, doesNotWaitForAScriptWithoutDelayEither) {
     makeController();
     want(true, false);
@@ -222,6 +234,9 @@ TEST_P(ReferenceMovieOfStart, hasTheMeasuresOfItsStandard) {
     EXPECT_EQ(movie->audioTimeScaleForTrackIndex(0), 48000);
     EXPECT_EQ(movie->audioTracksCount(), 1);
     EXPECT_EQ(movie->aiffHeaderSize(), 0);
+    for (const char* const kind : {"vide", "soun", "tmcd"}) {
+        EXPECT_TRUE(contents(u"reference/Name.ref"_s).contains(kind)) << kind;
+    }
 }
 
 TEST_F(RecordingStart, makesANewReferenceMovieEachTime) {

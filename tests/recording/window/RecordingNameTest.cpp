@@ -7,6 +7,7 @@
 #include <QTest>
 
 #include "WindowFixture.h"
+#include "platform/defaults/Defaults.h"
 
 namespace takebox {
 namespace {
@@ -36,6 +37,19 @@ TEST_F(RecordingNameTest, takesTheNameThatIsBeingTypedWhenAnotherStartsTheRecord
     EXPECT_EQ(control<QLabel>("tallyDetailLabel").text(), QStringLiteral("Interview"));
     click("stopButton");
     EXPECT_EQ(controller->recordingName(), QStringLiteral("Interview"));
+}
+
+TEST_F(RecordingNameTest, isKeptInThePreferencesWhenTypingEnds) {
+    openWindow();
+    auto& name = control<QLineEdit>("recordingNameField");
+    name.selectAll();
+    QTest::keyClicks(&name, QStringLiteral("Concert"));
+    QTest::keyClick(&name, Qt::Key_Return);
+    manualClock.advance(0);
+    const Defaults nextSession(Defaults::standard().path());
+    const QVariantMap stored =
+        nextSession.objectForKey(QStringLiteral("Device Settings 00112233445566aa")).toMap();
+    EXPECT_EQ(stored.value(QStringLiteral("Recording Name")), QStringLiteral("Concert"));
 }
 
 TEST_F(RecordingNameTest, showsTheNameThatAnotherGivesWhileOneIsBeingTyped) {

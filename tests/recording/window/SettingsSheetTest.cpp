@@ -15,6 +15,7 @@
 #include <QTest>
 
 #include "WindowFixture.h"
+#include "display/widgets/ReadoutView.h"
 #include "support/OrdinaryUser.h"
 
 namespace takebox {
@@ -68,6 +69,20 @@ TEST_F(SettingsSheetTest, isFilledFromTheSettings) {
     EXPECT_EQ(control<QComboBox>("timecodeSourcePopUpButton").currentIndex(), 2);
     EXPECT_EQ(control<QLineEdit>("presetTimecodeField").text(), QStringLiteral("01:02:03:12"));
     EXPECT_TRUE(control<QLineEdit>("presetTimecodeField").isEnabled());
+}
+
+TEST_F(SettingsSheetTest, countsTheFramesOfAPresetAtTheRateOfTheDeck) {
+    closeEverything();
+    openWindow(0x00);  // NTSC
+    settings().setTimecodeSourceIndex(2);
+    settings().setPresetTimecode(3723.5);
+    click("settingsButton");
+    EXPECT_EQ(control<QLineEdit>("presetTimecodeField").text(), QStringLiteral("01:02:03:14"));
+    manualClock.advance(0.02);
+    EXPECT_EQ(control<ReadoutView>("deviceTimeCodeField").text(), QStringLiteral("01:02:03:14"));
+    type("presetTimecodeField", QStringLiteral("00:00:01:15"));
+    pressButton(QDialogButtonBox::Ok);
+    EXPECT_NEAR(settings().presetTimecode(), 1.5005, 0.0001);
 }
 
 TEST_F(SettingsSheetTest, showsADurationInPlainDigits) {
