@@ -266,6 +266,7 @@ TEST_F(SettingsSheetTest, choosesAFolderIntoItsField) {
         click(name);
         auto* dialog = window->findChild<QFileDialog*>(QStringLiteral("folderChooser"));
         ASSERT_NE(dialog, nullptr) << name;
+        EXPECT_EQ(dialog->windowTitle(), QStringLiteral("Select a Folder"));
         EXPECT_EQ(dialog->fileMode(), QFileDialog::Directory);
         EXPECT_TRUE(dialog->testOption(QFileDialog::ShowDirsOnly));
         EXPECT_EQ(dialog->directory().absolutePath(), folder.path());

@@ -11,6 +11,7 @@
 #include <QSignalSpy>
 #include <QTest>
 #include <QTimer>
+#include <algorithm>
 
 #include "WindowFixture.h"
 #include "display/meters/CVuMeterView.h"
@@ -238,6 +239,17 @@ TEST_F(TapedeckWindowTest, showsTimeCodesAndLevels) {
     click("stopButton");
     manualClock.advance(0.02);
     EXPECT_EQ(control<ReadoutView>("elapsedTimeCodeField").text(), QStringLiteral("00:00:00:00"));
+}
+
+TEST_F(TapedeckWindowTest, showsEachChannelOnItsMeter) {
+    openWindow();
+    auto frame = test::fakeFrame(true, 0);
+    // The second half of a frame carries the right channel.
+    std::fill(frame.begin() + static_cast<std::ptrdiff_t>(frame.size() / 2), frame.end(), 0);
+    deck->sendFrame(frame);
+    manualClock.advance(0.02);
+    EXPECT_NEAR(control<CVuMeterView>("leftVuMeter").doubleValue(), 0x4040 / 32768.0, 1e-9);
+    EXPECT_EQ(control<CVuMeterView>("rightVuMeter").doubleValue(), 0);
 }
 
 TEST_F(TapedeckWindowTest, runsWithTheWallClockOrThePresetWithoutAnySignal) {

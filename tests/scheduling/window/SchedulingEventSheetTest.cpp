@@ -351,12 +351,14 @@ TEST_F(SchedulingWindow, showsAnAutomaticallyNamedEventSo) {
 
 TEST_F(SchedulingWindow, asksTheDesktopForAFolder) {
     const QString before = folder.path();
+    installTranslations(QLocale(QLocale::English));
     inNewEvent([&] {
         auto& field = find<QLineEdit>("referencePathField");
         field.setText(before);
         QTimer::singleShot(0, [&] {
             auto* const dialog = qobject_cast<QFileDialog*>(QApplication::activeModalWidget());
             ASSERT_NE(dialog, nullptr);
+            EXPECT_EQ(dialog->windowTitle(), QStringLiteral("Select a Folder"));
             EXPECT_EQ(dialog->directory().path(), before);
             QDir(before).mkdir(QStringLiteral("other"));
             dialog->selectFile(before + QStringLiteral("/other"));
