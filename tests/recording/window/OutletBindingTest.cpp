@@ -51,6 +51,20 @@ TEST(OutletBinding, takesATextAsItIsTypedAndActsWhenEditingEnds) {
     EXPECT_EQ(actions, 1) << "nothing was edited";
 }
 
+TEST(OutletBinding, takesAClearedFieldAsAnEmptyText) {
+    FieldOutlet outlet;
+    QLineEdit field;
+    bindControl(field, outlet, [] {});
+    outlet.setStringValue(QStringLiteral("a"));
+    field.setFocus();
+    QTest::keyClick(&field, Qt::Key_Backspace);
+    EXPECT_EQ(field.text(), QString());
+    EXPECT_TRUE(outlet.stringValue().isEmpty());
+    EXPECT_FALSE(outlet.stringValue().isNull()) << "settings would take it for none at all";
+    QTest::keyClick(&field, Qt::Key_Return);
+    EXPECT_FALSE(outlet.stringValue().isNull());
+}
+
 TEST(OutletBinding, typesOnWhereTheCursorStands) {
     FieldOutlet outlet;
     QLineEdit field;
