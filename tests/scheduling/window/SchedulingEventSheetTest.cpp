@@ -248,6 +248,18 @@ TEST_F(SchedulingWindow, changesNothingWhenCancelled) {
     EXPECT_TRUE(event->alreadyScheduled());
 }
 
+TEST_F(SchedulingWindow, forgetsThatTheSheetBeforeWasAccepted) {
+    const auto event = add("News", QTime(20, 0), 60);
+    inEvent(event, [this] { ok(); });
+    EXPECT_TRUE(result);
+    inEvent(event, [this] {
+        find<QLineEdit>("recordingNameField").setText(QStringLiteral("Weather"));
+        cancel();
+    });
+    EXPECT_FALSE(result);
+    EXPECT_EQ(event->recordingName(), QStringLiteral("News"));
+}
+
 TEST_F(SchedulingWindow, letsAnEditedEventStartAfresh) {
     const auto event = add("News", QTime(20, 0), 60);
     event->setAlreadyScheduled(true);
