@@ -54,6 +54,15 @@ TEST_F(RecordingStart, keepsTheTimeCodeOfTheDeviceWhateverTheSource) {
     EXPECT_DOUBLE_EQ(controller().recordStartTimecode(), 61.28);
 }
 
+TEST_F(RecordingStart, countsTheFramesOfTheKeptTimeCodeAtTheRateOfTheDevice) {
+    makeController(kNTSCMode);
+    want(true, false);
+    deck().sendFrame(test::fakeFrame(false, 30 + 15));
+    record(u"Name"_s);
+    EXPECT_EQ(controller().recordStartTimecodeString(), u"00:00:01:15"_s);
+    EXPECT_DOUBLE_EQ(controller().recordStartTimecode(), 1 + 15 / 29.97);
+}
+
 struct SourceCase {
     std::int32_t index;
     const char* startTimeCode;
