@@ -100,6 +100,19 @@ TEST_F(SchedulingWindow, storesEveryControlOfAnEditedEventAndSavesTheSchedule) {
     EXPECT_EQ(saved.front().toMap(), event->settingsDictionary());
 }
 
+TEST_F(SchedulingWindow, addsANewEventBehindTheOthers) {
+    const auto first = add("News", QTime(20, 0), 60);
+    inNewEvent([this] {
+        setTime("durationPicker", QTime(0, 30));
+        find<QCheckBox>("autoCheckBox").setChecked(true);
+        ok();
+    });
+    ASSERT_EQ(gSchedulingEvents->size(), 2U);
+    EXPECT_EQ(gSchedulingEvents->front(), first) << "they start in the order of the list";
+    EXPECT_TRUE(gSchedulingEvents->back()->autoNameFile());
+    EXPECT_EQ(gSchedulingEvents->back()->recordingName(), QStringLiteral("<<auto>>"));
+}
+
 TEST_F(SchedulingWindow, storesTheTickedDaysOfAWeeklyEvent) {
     inNewEvent([this] {
         find<QTabWidget>("tabView").setCurrentIndex(1);
