@@ -367,7 +367,8 @@ class RecordingTest(TakeboxTest):
         self.assertEqual(reference[:frames], packets[:covered])
         seen = sound(files["ref"], 0, *FOLLOW_REFERENCES)[: len(samples)]
         self.assertEqual(seen, samples[: len(seen)])
-        self.assertGreaterEqual(len(seen), len(samples) * covered // frames)
+        few = 16  # bytes: not every frame has as many samples, of 4 bytes each
+        self.assertGreaterEqual(len(seen), len(samples) * covered // frames - few)
         return frames
 
     def make_tape(self, standard, frames=40):
