@@ -177,8 +177,8 @@ void CDVDevice::frameReceived(std::uint32_t message, const std::uint8_t* data,
         whileRecording([this] { mTally->frameOfWrongSize(currentTimeCode().counter()); });
         return;
     }
-    mReceivedFrames.fetch_add(1, std::memory_order_relaxed);
     extractTimeCode(data, length);
+    mReceivedFrames.fetch_add(1, std::memory_order_release);  // who sees it sees the time code
     extract16By9Flag(data, length);
     std::uint32_t audioBytes = 0;
     const std::uint32_t* audio = extractAudioSamples(data, length, audioBytes);

@@ -122,7 +122,7 @@ public:
     [[nodiscard]] RecordingReport recordingReport() const;
     /// Good frames received since the stream was started. Any thread.
     [[nodiscard]] std::uint64_t receivedFrames() const {
-        return mReceivedFrames.load(std::memory_order_relaxed);
+        return mReceivedFrames.load(std::memory_order_acquire);
     }
     [[nodiscard]] bool hasStream() const { return mCaptureStream != nullptr; }
     /// What the device answered when it was last opened: 0 or an errno value.
