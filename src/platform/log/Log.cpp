@@ -3,12 +3,12 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cstdarg>
 #include <cstdio>
 #include <ctime>
+#include <iterator>
 #include <mutex>
 #include <string>
 #include <utility>
@@ -113,13 +113,24 @@ Sink& sink() {
 
 /// Names come from clients, devices and files: a line end in one would forge a line, an escape
 /// sequence command the terminal that shows it.
-bool isControl(char character) {
-    const auto byte = static_cast<unsigned char>(character);
-    return byte < 0x20 || byte == 0x7F;
+void blankControlCharacters(std::string& text) {
+    unsigned char before = 0;
+    for (char& character : text) {
+        const auto byte = static_cast<unsigned char>(character);
+        // U+0080 to U+009F are C2 80 to C2 9F in UTF-8; no other character has these two bytes.
+        const bool isSecondSet = before == 0xC2 && byte >= 0x80 && byte < 0xA0;
+        if (isSecondSet) {
+            *std::prev(&character) = ' ';
+        }
+        if (isSecondSet || byte < 0x20 || byte == 0x7F) {
+            character = ' ';
+        }
+        before = byte;
+    }
 }
 
 void writeLine(const timespec& time, std::string text) {
-    std::replace_if(text.begin(), text.end(), isControl, ' ');
+    blankControlCharacters(text);
     if (sink().function) {
         sink().function(text);
         return;

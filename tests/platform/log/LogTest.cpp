@@ -29,8 +29,12 @@ TEST(Log, keepsAMessageOnOneLineWhateverItsNamesHold) {
     test::LogCapture log;
     logFromReceiveThread("Deck: lost at %s", "1\r2");
     logMessage("recording \"%s\" ended", "x\ny \x1b[2J\tB\xC3\xA4nd\x7f");
-    EXPECT_EQ(log.lines(), (std::vector<std::string>{"Deck: lost at 1 2",
-                                                     "recording \"x y  [2J B\xC3\xA4nd \" ended"}));
+    logMessage("recording \"%s\" ended",
+               "\xC2\x9B"
+               "2J\xC2\x85z\xC2\xA0\xC3\x9B");
+    EXPECT_EQ(log.lines(), (std::vector<std::string>{
+                               "Deck: lost at 1 2", "recording \"x y  [2J B\xC3\xA4nd \" ended",
+                               "recording \"  2J  z\xC2\xA0\xC3\x9B\" ended"}));
 }
 
 TEST(Log, cutsTheLinesOfReceiveThreadsOnly) {
