@@ -11,13 +11,21 @@ _takebox()
         duration setduration auto setauto createselfmovie setcreateselfmovie createrefmovie
         setcreaterefmovie'
 
-    local i
+    local i host
     for ((i = 1; i < cword; i++)); do
         [[ ${words[i]} == --remote ]] || continue
         # The words behind the host are the command, and only its first one is known here.
-        if ((cword == i + 1)); then
+        host=$((i + 1))
+        if [[ ${words[host]} == = ]]; then # --remote=HOST are three words
+            if ((cword == host)); then
+                cur=
+            else
+                host=$((host + 1))
+            fi
+        fi
+        if ((cword == host)); then
             _known_hosts_real -- "$cur"
-        elif ((cword == i + 2)); then
+        elif ((cword == host + 1)); then
             COMPREPLY=($(compgen -W "$remote_commands" -- "$cur"))
         fi
         return

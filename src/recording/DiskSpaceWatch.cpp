@@ -18,9 +18,9 @@ namespace {
 constexpr double kMinute = 60.0;
 constexpr double kFiveMinutes = 300.0;
 
-// A preset time may be longer than any integer holds.
+// A preset time may be longer than any integer holds, or infinite.
 QString minutesAndSeconds(double seconds) {
-    const auto rest = static_cast<int>(std::fmod(seconds, kMinute));
+    const auto rest = std::isfinite(seconds) ? static_cast<int>(std::fmod(seconds, kMinute)) : 0;
     return QStringLiteral("%1:%2")
         .arg(std::floor(seconds / kMinute), 0, 'f', 0)
         .arg(rest, 2, 10, QLatin1Char('0'));

@@ -108,6 +108,7 @@ class Install(unittest.TestCase):
         self.assertIn("pal", self.complete("--virtual-deck", "p"))
         self.assertEqual(self.complete("--remote", "studio", "setrec"), ["setrecname"])
         self.assertEqual(self.complete("--remote", "studio", "record", ""), [])
+        self.assertEqual(self.complete("--remote", "=", "studio", "setrec"), ["setrecname"])
 
     def test_manual_has_no_mistakes(self):
         page = self.path("share/man/man1/takebox.1.gz")

@@ -35,6 +35,7 @@ TEST(DiskSpaceWatchTest, TellsAPresetTimeOfAnyLength) {
     EXPECT_EQ(presetOf(6e12), "100000000000:00.");
     EXPECT_EQ(presetOf(6e12 + 59), "100000000000:59.");
     EXPECT_EQ(presetOf(std::numeric_limits<double>::max()).find('-'), std::string::npos);
+    EXPECT_EQ(presetOf(std::numeric_limits<double>::infinity()), "inf:00.");
 }
 
 TEST(DiskSpaceWatchTest, WarnsAgainWhenThereWasRoomInBetween) {
