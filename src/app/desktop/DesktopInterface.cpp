@@ -241,12 +241,24 @@ void DesktopInterface::showWhetherThereIsADevice() {
     }
     if (gDVDevicesController->hasDVDevice()) {
         mNoDeviceWindow.reset();
-        return;
+    } else {
+        if (!mNoDeviceWindow) {
+            mNoDeviceWindow = std::make_unique<NoDeviceWindow>(*this);
+        }
+        mNoDeviceWindow->show();
     }
-    if (!mNoDeviceWindow) {
-        mNoDeviceWindow = std::make_unique<NoDeviceWindow>(*this);
+    keepMessagesInFront();
+}
+
+// Windows of decks come to the front when they open: those on FireWire a second after the start.
+void DesktopInterface::keepMessagesInFront() {
+    for (QWidget* window : QApplication::topLevelWidgets()) {
+        const bool isMessage =
+            window == mRecoveryOffer || qobject_cast<QMessageBox*>(window) != nullptr;
+        if (isMessage && window->isVisible()) {
+            showInFront(*window);
+        }
     }
-    mNoDeviceWindow->show();
 }
 
 void DesktopInterface::activate() {
@@ -258,6 +270,7 @@ void DesktopInterface::activate() {
             entry->showWindow();
         }
     }
+    keepMessagesInFront();
 }
 
 void DesktopInterface::editScheduledEvents() {

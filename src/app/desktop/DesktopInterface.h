@@ -58,6 +58,7 @@ protected:
 
 private:
     void showWhetherThereIsADevice();
+    void keepMessagesInFront();
     [[nodiscard]] bool mustAskBeforeClosing(const QWidget& window) const;
     void askWhetherToClose(QWidget& window);
     void lastWindowClosed();

@@ -42,6 +42,16 @@ TEST_F(InFrontTest, putsTheOfferOfRecoveryThere) {
     EXPECT_EQ(front.windows, QStringList{QStringLiteral("Recordings That Were Cut Off")});
 }
 
+TEST_F(InFrontTest, putsThemThereAgainWhenTheDecksComeToTheFront) {
+    interface.offerRecovery({AbandonedRecording()});
+    interface.showWarning(QStringLiteral("Careful"), QStringLiteral("It is late."));
+    front.windows.clear();
+    interface.activate();
+    front.windows.sort();
+    EXPECT_EQ(front.windows, (QStringList{QStringLiteral("Careful"),
+                                          QStringLiteral("Recordings That Were Cut Off")}));
+}
+
 TEST_F(InFrontTest, putsWarningsAndAlertsThere) {
     interface.showWarning(QStringLiteral("Careful"), QStringLiteral("It is late."));
     interface.showCriticalAlert(QStringLiteral("No room!"), QStringLiteral("Make room."));
