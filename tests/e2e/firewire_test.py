@@ -217,7 +217,8 @@ class FireWire(RecordingTest):
         self.check_source(files, NTSC_FRAME, self.ntsc_tape, frames)
 
     def test_a_recording_from_the_command_line_has_every_deck_and_its_time_code(self):
-        tapes = [make_tape(os.path.join(self.folder, f"{standard}-coded.dv"), standard,
+        # Long enough not to begin anew before the recording does.
+        tapes = [make_tape(os.path.join(self.folder, f"{standard}-coded.dv"), standard, frames=150,
                            time_code="10:20:30:05") for standard in ("pal", "ntsc")]
         # The second one is slower to say what it is.
         bench = self.bench(f"card 0\ndeck {PAL_DECK:016x} model=Quick source={tapes[0]}\n"

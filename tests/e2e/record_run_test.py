@@ -2,6 +2,8 @@
 
 import glob
 import os
+import pathlib
+import re
 import signal
 import subprocess
 import unittest
@@ -113,9 +115,10 @@ class RecordRun(RecordingTest):
         # A deck that stands is waited for.
         program = self.run_program("--record", "60", "--to", self.takes,
                                    deck("pal", PAL_DECK, cue="yes"), headless=False)
-        descriptors = f"/proc/{program.process.pid}/fd"
-        wait_until(lambda: any("signalfd" in os.path.realpath(os.path.join(descriptors, name))
-                               for name in os.listdir(descriptors)), "signals to be handled")
+        status = pathlib.Path(f"/proc/{program.process.pid}/status")
+        bit = 1 << (signal.SIGINT - 1)
+        wait_until(lambda: int(re.search("SigBlk:\t(.*)", status.read_text(encoding="ascii"))[1],
+                               16) & bit, "the signal to be the program's own")
         program.process.send_signal(signal.SIGINT)
         self.assertEqual(program.wait(), 130, program.output())
         self.assertEqual(os.listdir(self.takes), [])
